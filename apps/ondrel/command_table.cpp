@@ -1,0 +1,74 @@
+#include "command_table.h"
+
+#include <algorithm>
+#include <array>
+#include <iostream>
+
+namespace ondrel::cli {
+namespace {
+
+int RunHelp(std::span<const std::string_view> args) {
+  if (args.empty()) {
+    std::cout << OverviewHelp();
+    return kExitSuccess;
+  }
+  if (args.size() > 1) throw UsageError{"help takes at most one command name"};
+  const Command* command = FindCommand(args[0]);
+  if (command == nullptr) throw UsageError{"unknown command '" + std::string(args[0]) + "'"};
+  std::cout << CommandHelp(*command);
+  return kExitSuccess;
+}
+
+constexpr std::array kCommands{
+    Command{"help", "show the help of a command", "ondrel help [COMMAND]",
+            "Without COMMAND, prints the overview of all commands; with it, that command's help.",
+            RunHelp},
+};
+
+}  // namespace
+
+std::span<const Command> Commands() { return kCommands; }
+
+const Command* FindCommand(std::string_view name) {
+  const auto found = std::find_if(kCommands.begin(), kCommands.end(),
+                                  [name](const Command& command) { return command.name == name; });
+  return found == kCommands.end() ? nullptr : &*found;
+}
+
+std::string CommandHelp(const Command& command) {
+  std::string text = "Usage: ";
+  text.append(command.usage).append("\n\n").append(command.help).append("\n");
+  text.append("\nExit status: 0 on success, 1 when the core fails (its message goes to standard error),\n"
+              "2 when the command line is wrong.\n");
+  return text;
+}
+
+std::string OverviewHelp() {
+  std::string text =
+      "Usage: ondrel COMMAND [ARGS...]\n"
+      "       ondrel --help | --version\n"
+      "\n"
+      "Ondrel is the image core of a medical image viewing workstation. This program drives the core as\n"
+      "a workstation would, from the command line.\n"
+      "\n"
+      "Commands:\n";
+  std::size_t width = 0;
+  for (const Command& command : kCommands) width = std::max(width, command.name.size());
+  for (const Command& command : kCommands) {
+    text.append("  ").append(command.name).append(width - command.name.size() + 2, ' ');
+    text.append(command.summary).append("\n");
+  }
+  text.append(
+      "\n"
+      "Options:\n"
+      "  -h, --help     show this help; `ondrel COMMAND --help` shows a command's help\n"
+      "  --version      show the version\n"
+      "\n"
+      "Exit status: 0 on success, 1 when the core fails (its message goes to standard error),\n"
+      "2 when the command line is wrong.\n");
+  return text;
+}
+
+std::string VersionText() { return std::string("ondrel ") + ONDREL_VERSION + "\n"; }
+
+}  // namespace ondrel::cli

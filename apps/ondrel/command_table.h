@@ -1,0 +1,40 @@
+// The subcommands of the command-line host. Each has a name, a one-line summary for the overview, a
+// help text of its own and a function that runs it. Exit codes are the same for all of them.
+#pragma once
+
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace ondrel::cli {
+
+inline constexpr int kExitSuccess = 0;
+inline constexpr int kExitFailure = 1;  // the core failed; its text went to standard error
+inline constexpr int kExitUsage = 2;    // the command line was wrong; the usage went to standard error
+
+// Thrown by a command that finds its arguments wrong; main prints the message and the command's usage
+// and exits with kExitUsage.
+struct UsageError {
+  std::string message;
+};
+
+struct Command {
+  std::string_view name;
+  std::string_view summary;  // one line for `ondrel --help`
+  std::string_view usage;    // "ondrel NAME ARGS..."
+  std::string_view help;     // what the command does, its options and its output
+  int (*run)(std::span<const std::string_view> args);  // arguments after the command's name
+};
+
+// Every subcommand, in the order `ondrel --help` lists them.
+std::span<const Command> Commands();
+// The command of that name, or null.
+const Command* FindCommand(std::string_view name);
+
+// The full help of a command, as `ondrel help NAME` and `ondrel NAME --help` print it.
+std::string CommandHelp(const Command& command);
+// The overview `ondrel --help` prints.
+std::string OverviewHelp();
+std::string VersionText();
+
+}  // namespace ondrel::cli

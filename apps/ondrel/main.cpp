@@ -1,0 +1,79 @@
+// ondrel: the command-line host of the Ondrel image core.
+#include <exception>
+#include <iostream>
+#include <string_view>
+#include <vector>
+
+#include "command_table.h"
+#include "foundation/exceptions.h"
+#include "foundation/text_utils.h"
+#include "ondrel/platform/codepage.h"
+#include "ondrel/platform/hresult_exception.h"
+
+namespace {
+
+using namespace ondrel::cli;
+
+bool IsHelpFlag(std::string_view arg) { return arg == "--help" || arg == "-h"; }
+
+// The core's texts are Windows-1252; the terminal reads UTF-8.
+std::string ToConsole(const std::u16string& text) {
+  if (text.empty()) return {};
+  const int size = WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), nullptr, 0,
+                                       nullptr, nullptr);
+  std::string out(static_cast<std::size_t>(size > 0 ? size : 0), '\0');
+  if (size > 0)
+    WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), out.data(), size, nullptr,
+                        nullptr);
+  return out;
+}
+
+int Usage(const std::string& message, const Command* command) {
+  std::cerr << "ondrel: " << message << "\n";
+  if (command != nullptr)
+    std::cerr << "Usage: " << command->usage << "\nTry 'ondrel " << command->name << " --help'.\n";
+  else
+    std::cerr << "Try 'ondrel --help'.\n";
+  return kExitUsage;
+}
+
+int Run(const std::vector<std::string_view>& args) {
+  if (args.empty()) return Usage("no command given", nullptr);
+  if (IsHelpFlag(args[0])) {
+    std::cout << OverviewHelp();
+    return kExitSuccess;
+  }
+  if (args[0] == "--version") {
+    std::cout << VersionText();
+    return kExitSuccess;
+  }
+  const Command* command = FindCommand(args[0]);
+  if (command == nullptr) return Usage("unknown command '" + std::string(args[0]) + "'", nullptr);
+  const std::span<const std::string_view> rest(args.begin() + 1, args.end());
+  if (!rest.empty() && IsHelpFlag(rest[0])) {
+    std::cout << CommandHelp(*command);
+    return kExitSuccess;
+  }
+  try {
+    return command->run(rest);
+  } catch (const UsageError& error) {
+    return Usage(error.message, command);
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const std::vector<std::string_view> args(argv + 1, argv + argc);
+  try {
+    return Run(args);
+  } catch (const MyException& exception) {
+    std::cerr << "ondrel: " << ToConsole(ReportText(exception)) << "\n";
+  } catch (const ondrel::platform::HResultException& exception) {
+    std::cerr << "ondrel: the platform failed with HRESULT 0x" << std::hex
+              << static_cast<std::uint32_t>(exception.Result()) << "\n";
+  } catch (const std::exception& exception) {
+    std::cerr << "ondrel: " << exception.what() << "\n";
+  }
+  return kExitFailure;
+}

@@ -1,0 +1,26 @@
+# Runs the command-line host as a user does and checks exit codes and output.
+# Invoked by CTest: cmake -DONDREL=<path to ondrel> -P cli_test.cmake
+
+function(expect_run expected_code expected_pattern stream)
+  execute_process(COMMAND ${ONDREL} ${ARGN} RESULT_VARIABLE code OUTPUT_VARIABLE out ERROR_VARIABLE err)
+  if(NOT code EQUAL expected_code)
+    message(FATAL_ERROR "ondrel ${ARGN}: exit ${code}, expected ${expected_code}\nstdout: ${out}\nstderr: ${err}")
+  endif()
+  if(stream STREQUAL "stdout")
+    set(text "${out}")
+  else()
+    set(text "${err}")
+  endif()
+  if(NOT text MATCHES "${expected_pattern}")
+    message(FATAL_ERROR "ondrel ${ARGN}: ${stream} does not match '${expected_pattern}'\nstdout: ${out}\nstderr: ${err}")
+  endif()
+endfunction()
+
+expect_run(0 "^ondrel [0-9]+\\.[0-9]+\\.[0-9]+\n$" stdout --version)
+expect_run(0 "Usage: ondrel COMMAND.*Commands:.*help.*--version" stdout --help)
+expect_run(0 "Usage: ondrel COMMAND" stdout -h)
+expect_run(0 "Usage: ondrel help \\[COMMAND\\]" stdout help help)
+expect_run(0 "Usage: ondrel help \\[COMMAND\\]" stdout help --help)
+expect_run(2 "no command given" stderr)
+expect_run(2 "unknown command 'frobnicate'" stderr frobnicate)
+expect_run(2 "unknown command 'frobnicate'.*Usage: ondrel help" stderr help frobnicate)
