@@ -1,0 +1,50 @@
+// Whole-file output and the folder of a module.
+#pragma once
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <string>
+
+#include "foundation/trace.h"
+#include "ondrel/platform/wintypes.h"
+
+// Creates the file if absent (read and write permission) and opens it emptied, for reading and
+// writing in binary. Null on failure, with the reason in the trace log.
+std::FILE* CreateTargetFile(const std::string& name);
+// Writes `size` bytes. A null file or data is traced and the write is still tried (and then fails);
+// a short write is traced. Nothing is thrown.
+void WriteBuffer(std::FILE* file, const void* data, std::size_t size);
+// Closes a file; null is allowed.
+void CloseFile(std::FILE* file);
+
+// The folder of a module's path, with the trailing '/'; a null module means the host executable.
+// Empty when the path can't be had.
+std::u16string ModuleFolder(HMODULE module = nullptr);
+std::string ModuleFolderNarrow(HMODULE module = nullptr);
+
+// Reads the rest of `file` into `buffer` as owned chunks of at most 16384 bytes, each allocated with
+// new[] and handed over through buffer.AddChunk(data, size, true), which then owns it (a
+// MultiChunkBuffer, say). A file whose size is a multiple of 16384 ends with a chunk of size 0. True
+// when the end of the file was reached. A null file gives false; a stream error traces
+// "ReadBinaryFileIntoBuffer failed with error %d." (the errno value) at level 1 and gives false, the
+// chunks read before it staying in the buffer. The file is closed in every case, std::bad_alloc or a
+// failure of AddChunk included, which are passed on.
+template <typename Buffer>
+bool ReadBinaryFileIntoBuffer(std::FILE* file, Buffer& buffer) {
+  if (file == nullptr) return false;
+  const std::unique_ptr<std::FILE, void (*)(std::FILE*)> closer(file, &CloseFile);
+  constexpr std::size_t kChunkSize = 16384;
+  while (true) {
+    std::unique_ptr<std::uint8_t[]> block(new std::uint8_t[kChunkSize]);
+    const std::size_t count = std::fread(block.get(), 1, kChunkSize, file);
+    if (std::ferror(file)) {
+      Trace::Instance().WriteFormatted(1, "ReadBinaryFileIntoBuffer failed with error %d.", errno);
+      return false;
+    }
+    buffer.AddChunk(block.release(), static_cast<std::uint32_t>(count), true);
+    if (std::feof(file) || count < kChunkSize) return true;
+  }
+}

@@ -1,0 +1,17 @@
+// Text conversion between the core's narrow text (the ANSI code page, Windows-1252) and wide text
+// (UTF-16), and trimming.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+// Convert through the thread's ANSI code page; an empty input gives an empty output. A conversion the
+// platform refuses throws ondrel::platform::HResultException with the last error as an HRESULT.
+std::u16string ToWide(std::string_view narrow);
+std::string ToNarrow(std::u16string_view wide);
+// A null pointer gives an empty string.
+std::string ToNarrow(const char16_t* wide);
+
+// Removes blanks (0x20), and only blanks, at both ends, in place.
+void Trim(std::string& text);
+void Trim(std::u16string& text);
