@@ -77,7 +77,8 @@ TEST(ReadValue, NumbersAreCountedByWidthRoundingUp) {
     SCOPED_TRACE(c.what);
     const Parsed parsed = Parse(c.bytes, c.code, c.length);
     ASSERT_NE(parsed.vr, nullptr);
-    EXPECT_EQ(typeid(*parsed.vr), c.type);
+    const VR& vr = *parsed.vr;
+    EXPECT_EQ(typeid(vr), c.type);
     EXPECT_EQ(ValuesOf(*parsed.vr), c.values);
     EXPECT_EQ(parsed.consumed, c.consumed);
     EXPECT_EQ(parsed.vr->LengthField(), c.length);
