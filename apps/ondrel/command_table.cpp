@@ -4,6 +4,8 @@
 #include <array>
 #include <iostream>
 
+#include "dump_command.h"
+
 namespace ondrel::cli {
 namespace {
 
@@ -23,6 +25,8 @@ constexpr std::array kCommands{
     Command{"help", "show the help of a command", "ondrel help [COMMAND]",
             "Without COMMAND, prints the overview of all commands; with it, that command's help.",
             RunHelp},
+    Command{"dump", "print the elements of DICOM files as the engine reads them",
+            "ondrel dump [--up-to-pixels] FILE...", kDumpHelp, RunDump},
 };
 
 }  // namespace

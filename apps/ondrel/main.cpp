@@ -5,9 +5,8 @@
 #include <vector>
 
 #include "command_table.h"
+#include "console_text.h"
 #include "foundation/exceptions.h"
-#include "foundation/text_utils.h"
-#include "ondrel/platform/codepage.h"
 #include "ondrel/platform/hresult_exception.h"
 
 namespace {
@@ -15,18 +14,6 @@ namespace {
 using namespace ondrel::cli;
 
 bool IsHelpFlag(std::string_view arg) { return arg == "--help" || arg == "-h"; }
-
-// The core's texts are Windows-1252; the terminal reads UTF-8.
-std::string ToConsole(const std::u16string& text) {
-  if (text.empty()) return {};
-  const int size = WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), nullptr, 0,
-                                       nullptr, nullptr);
-  std::string out(static_cast<std::size_t>(size > 0 ? size : 0), '\0');
-  if (size > 0)
-    WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), out.data(), size, nullptr,
-                        nullptr);
-  return out;
-}
 
 int Usage(const std::string& message, const Command* command) {
   std::cerr << "ondrel: " << message << "\n";

@@ -24,3 +24,34 @@ expect_run(0 "Usage: ondrel help \\[COMMAND\\]" stdout help --help)
 expect_run(2 "no command given" stderr)
 expect_run(2 "unknown command 'frobnicate'" stderr frobnicate)
 expect_run(2 "unknown command 'frobnicate'.*Usage: ondrel help" stderr help frobnicate)
+
+# ondrel dump, on the real files of tests/data/dicom.
+set(dicom "${CMAKE_CURRENT_LIST_DIR}/../data/dicom")
+expect_run(0 "Usage: ondrel dump \\[--up-to-pixels\\] FILE" stdout dump --help)
+expect_run(0 "dump +print the elements of DICOM files" stdout --help)
+expect_run(2 "dump needs at least one FILE" stderr dump)
+expect_run(2 "unknown option '--frobnicate'.*Usage: ondrel dump" stderr dump --frobnicate ${dicom}/MR_small.dcm)
+# One element a line, items and their elements indented under their sequence.
+expect_run(0 "^\\(0002, 0000\\) VR=UL Length=4<=>0x4 Value=\\[192<=>0xC0\\]\n.*\n\\(0010, 1002\\) VR=SQ Length=72<=>0x48\n  \\(FFFE, E000\\) VR= Length=28<=>0x1C\n    \\(0010, 0020\\) VR=LO Length=8<=>0x8 Value=\\[ABCD1234\\]\n"
+           stdout dump ${dicom}/CT_small.dcm)
+# Implicit VR: the VRs come from the dictionary beside the executable.
+expect_run(0 "\\(0028, 0009\\) VR=AT Length=4<=>0x4Value=\\[\\(3004, c\\)\\]\n\\(0028, 0010\\) VR=US.*\\(7FE0, 0010\\) VR=OB"
+           stdout dump ${dicom}/rtdose.dcm)
+# The tags of an AT value stay on its line.
+expect_run(0 "\n\\(0028, 0009\\) VR=AT Length=8<=>0x8Value=\\[\\(54, 10\\)\\] Value=\\[\\(54, 20\\)\\]\n"
+           stdout dump ${dicom}/JPEG2000.dcm)
+expect_run(0 "^\\(0002, 0010\\) VR=UI Length=20<=>0x14 Value=\\[1.2.840.10008.1.2.1\\]\n\\(7FE0, 0010\\) VR=OW Length=8192<=>0x2000 Value=BINARY Length=\\[8192<=>0x2000\\]\n$"
+           stdout dump --up-to-pixels ${dicom}/MR_small.dcm)
+expect_run(1 "README.md: It's not a DICOM file or a well formatted DICOM file\\. File=" stderr dump ${dicom}/README.md)
+expect_run(1 "The /nonexistent/image.dcm file cannot be opened\\. The last error is \\(in hexa\\): 0x3" stderr
+           dump /nonexistent/image.dcm)
+# A parse failure names the byte of the file; what was read before it is printed.
+expect_run(1 "MR_small_jpeg_ls_lossless.dcm: The buffer is not long enough to perform the requested read operation\\. File=.* \\(at byte 376 of the file\\)"
+           stderr dump ${dicom}/MR_small_jpeg_ls_lossless.dcm)
+expect_run(1 "\\(0002, 0010\\) VR=UI Length=22<=>0x16 Value=\\[1.2.840.10008.1.2.4.80\\]" stdout
+           dump ${dicom}/MR_small_jpeg_ls_lossless.dcm)
+# Several files, one of them bad: the others are still dumped, and the exit status is 1.
+set(several ${dicom}/ExplVR_LitEndNoMeta.dcm ${dicom}/README.md ${dicom}/MR_small.dcm)
+expect_run(1 "^==> [^\n]*ExplVR_LitEndNoMeta.dcm <==\n\\(0008, 0005\\).*\n\n==> [^\n]*README.md <==\n\n==> [^\n]*MR_small.dcm <==\n\\(0002, 0000\\).*\\(7FE0, 0010\\) VR=OW"
+           stdout dump ${several})
+expect_run(1 "^ondrel: [^\n]*README.md: It's not a DICOM file[^\n]*\n$" stderr dump ${several})
