@@ -3,11 +3,11 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <optional>
 
 #include "foundation/exceptions.h"
 #include "foundation/file_utils.h"
 #include "foundation/text_utils.h"
-#include "ondrel/platform/codepage.h"
 #include "ondrel/platform/system.h"
 
 namespace DicomEngine {
@@ -35,21 +35,12 @@ char* StreamBuffer() {
 // the platform opens them; a name that code page can't hold is refused rather than turned into another
 // name (with '?' in it) that might open a different file.
 std::FILE* OpenForReading(const std::u16string& name) {
-  if (name.find(u'\0') != std::u16string::npos) {
-    SetLastError(ERROR_INVALID_PARAMETER);
-    return nullptr;
-  }
-  const int wideLength = static_cast<int>(name.size());
-  BOOL lossy = FALSE;
-  const int size = WideCharToMultiByte(CP_ACP, 0, name.data(), wideLength, nullptr, 0, nullptr, &lossy);
-  if (size <= 0) return nullptr;
-  if (lossy) {
+  const std::optional<std::string> narrow = ToNarrowExact(name);
+  if (!narrow) {
     SetLastError(ERROR_NO_UNICODE_TRANSLATION);
     return nullptr;
   }
-  std::string narrow(static_cast<std::size_t>(size), '\0');
-  WideCharToMultiByte(CP_ACP, 0, name.data(), wideLength, narrow.data(), size, nullptr, nullptr);
-  std::FILE* file = OpenFileAnsi(narrow.c_str(), "rb");
+  std::FILE* file = OpenFileAnsi(narrow->c_str(), "rb");
   if (file != nullptr) std::setvbuf(file, StreamBuffer(), _IOFBF, kStreamBufferSize);
   return file;
 }

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdio>
 #include <memory>
+#include <optional>
 
 #include "foundation/exceptions.h"
 #include "foundation/file_utils.h"
@@ -61,12 +62,12 @@ void FileWriter::Write(VRContainer& data, const SyntaxRecord& syntax, const std:
   if (fileName.empty()) THROW_MY_EXCEPTION("The file name passed to the File Writer is empty.");
   Serialize(data, syntax, uid);
 
-  const std::string name = ToNarrow(fileName);
-  // Names reach the file system through the ANSI code page. A name it can't hold (it would come out
-  // with '?' in it) or one with a NUL in it would name another file, so it is not created at all.
-  const bool faithful = name.find('\0') == std::string::npos && ToWide(name) == fileName;
-  const std::unique_ptr<std::FILE, void (*)(std::FILE*)> file(faithful ? CreateTargetFile(name) : nullptr, &CloseFile);
-  if (!file) THROW_MY_EXCEPTION_F(1024, "The Dicom File Writer failed to create the %s DICOM file.", name.c_str());
+  // A name the ANSI code page can't hold would name another file, so it is not created at all.
+  const std::optional<std::string> name = ToNarrowExact(fileName);
+  const std::unique_ptr<std::FILE, void (*)(std::FILE*)> file(name ? CreateTargetFile(*name) : nullptr, &CloseFile);
+  if (!file)
+    THROW_MY_EXCEPTION_F(1024, "The Dicom File Writer failed to create the %s DICOM file.",
+                         ToNarrow(fileName).c_str());
 
   std::array<std::uint8_t, kPreambleSize + 4> header{};
   header[kPreambleSize] = 'D';

@@ -59,6 +59,20 @@ std::string ToNarrow(std::u16string_view wide) {
   return result;
 }
 
+std::optional<std::string> ToNarrowExact(std::u16string_view wide) {
+  if (wide.find(u'\0') != std::u16string_view::npos) return std::nullopt;
+  if (wide.empty()) return std::string();
+  const int length = CheckedLength(wide.size());
+  BOOL lossy = FALSE;
+  const int needed = WideCharToMultiByte(CP_THREAD_ACP, 0, wide.data(), length, nullptr, 0, nullptr, &lossy);
+  if (needed <= 0) ThrowLastError();
+  if (lossy) return std::nullopt;
+  std::string result(static_cast<std::size_t>(needed), '\0');
+  if (WideCharToMultiByte(CP_THREAD_ACP, 0, wide.data(), length, result.data(), needed, nullptr, nullptr) <= 0)
+    ThrowLastError();
+  return result;
+}
+
 std::string ToNarrow(const char16_t* wide) {
   if (wide == nullptr) return std::string();
   return ToNarrow(std::u16string_view(wide));

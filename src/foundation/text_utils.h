@@ -2,6 +2,7 @@
 // (UTF-16), and trimming.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -11,6 +12,11 @@ std::u16string ToWide(std::string_view narrow);
 std::string ToNarrow(std::u16string_view wide);
 // A null pointer gives an empty string.
 std::string ToNarrow(const char16_t* wide);
+
+// The narrow form of a file name, which must not change on the way: nothing when the name holds a NUL
+// or a character the ANSI code page lacks, since either would name another file ('?' in its place, or
+// the name cut short).
+std::optional<std::string> ToNarrowExact(std::u16string_view wide);
 
 // Removes blanks (0x20), and only blanks, at both ends, in place.
 void Trim(std::string& text);
