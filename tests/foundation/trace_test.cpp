@@ -1,13 +1,14 @@
+// The trace log, and the target files whose failures it records.
 #include "foundation/trace.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
+#include <regex>
 #include <string>
-#include <string_view>
+#include <utility>
 #include <vector>
 
-#include "foundation/exceptions.h"
+#include "foundation/file_utils.h"
 #include "test_files.h"
 
 namespace {
@@ -15,176 +16,72 @@ namespace {
 using foundation_test::HostFolder;
 using foundation_test::ReadAll;
 using foundation_test::TempFolder;
-using foundation_test::UniqueName;
 namespace fs = std::filesystem;
+using Lines = std::vector<std::string>;
 
-std::u16string Wide(const fs::path& path) { return path.u16string(); }
-
-// Whether `line` opens with a timestamp mark and the separator: ">>> 2014-03-09T21:05:07:041 --- ".
-bool OpensWithMark(std::string_view line) {
-  constexpr std::string_view kShape = ">>> 9999-99-99T99:99:99:999 --- ";
-  if (line.size() < kShape.size()) return false;
-  for (std::size_t i = 0; i < kShape.size(); ++i) {
-    const bool digit = line[i] >= '0' && line[i] <= '9';
-    if (kShape[i] == '9' ? !digit : line[i] != kShape[i]) return false;
-  }
-  return true;
-}
-
-// The text of each line with its timestamp mark checked and cut off; CR LF ends every line.
-std::vector<std::string> LineTexts(const std::string& content) {
-  constexpr std::size_t kMarkLength = 32;
-  std::vector<std::string> texts;
-  std::size_t start = 0;
-  while (start < content.size()) {
-    const std::size_t end = content.find("\r\n", start);
-    if (end == std::string::npos) {
-      ADD_FAILURE() << "an unfinished line: " << content.substr(start);
-      break;
-    }
-    const std::string_view line(content.data() + start, end - start);
-    EXPECT_TRUE(OpensWithMark(line)) << line;
-    texts.emplace_back(line.substr(std::min(kMarkLength, line.size())));
-    start = end + 2;
-  }
+// The texts of a log's lines, each checked to open with its mark and to end with CR LF; text that is no
+// such line is kept whole, marked unreadable.
+Lines LinesOf(const fs::path& path) {
+  static const std::regex kLine(R"(>>> \d{4}-\d\d-\d\dT\d\d:\d\d:\d\d:\d{3} --- ([^\r\n]*)\r\n)");
+  const std::string content = ReadAll(path);
+  Lines texts;
+  std::smatch line;
+  auto at = content.cbegin();
+  for (; std::regex_search(at, content.cend(), line, kLine, std::regex_constants::match_continuous);
+       at = line[0].second)
+    texts.push_back(line[1]);
+  if (at != content.cend()) texts.push_back("unreadable: " + std::string(at, content.cend()));
   return texts;
 }
 
-std::vector<std::string> LinesOf(const fs::path& path) { return LineTexts(ReadAll(path)); }
-
-using Lines = std::vector<std::string>;
-
-TEST(TraceTest, WriteBeforeOpenDoesNothing) {
-  TempFolder folder;
-  Trace trace;
-  EXPECT_NO_THROW(trace.Write("early", 1));
-  EXPECT_NO_THROW(trace.Write(MyException("early failure"), 1));
-  EXPECT_FALSE(trace.IsOpen());
-  EXPECT_EQ(trace.FileName(), u"");
-  trace.Open(Wide(folder / "t.log"), 1);
-  EXPECT_EQ(LinesOf(folder / "t.log"), Lines{"The unmanaged trace level is: 1"});
-}
-
-TEST(TraceTest, LineFormat) {
-  TempFolder folder;
-  Trace trace;
-  trace.Open(Wide(folder / "t.log"), 2);
-  EXPECT_EQ(LinesOf(folder / "t.log"), Lines{"The unmanaged trace level is: 2"});
-  EXPECT_FALSE(OpensWithMark(">>> 2014-03-09T21:05:07.041 --- ")) << "the checker itself tells a point from a colon";
-
-  SYSTEMTIME time{2014, 3, 0, 9, 21, 5, 7, 41};
-  EXPECT_EQ(Trace::TimestampMark(time), ">>> 2014-03-09T21:05:07:041");
-  time = SYSTEMTIME{2001, 12, 6, 1, 0, 0, 0, 0};
-  EXPECT_EQ(Trace::TimestampMark(time), ">>> 2001-12-01T00:00:00:000");
-}
-
-TEST(TraceTest, AppendsToWhatIsThereAcrossLogs) {
-  TempFolder folder;
+TEST(TraceTest, AppendsToWhatIsThereOnceOpenAndTheFirstOpenWins) {
+  const TempFolder folder;
   const fs::path log = folder / "shared.log";
-  std::ofstream(log, std::ios::binary) << "written by an earlier run\r\n";
-  {
-    Trace first;
-    first.Open(Wide(log), 1);
-    first.Write("first run", 1);
-  }
-  Trace second;
-  Trace third;
-  second.Open(Wide(log), 1);
-  third.Open(Wide(log), 1);
+  std::ofstream(log, std::ios::binary) << ">>> 2001-12-01T00:00:00:000 --- an earlier run\r\n";
+  Trace first, second;
+  first.Write("before opening", 1);
+  first.Open(log.u16string(), 1);
+  second.Open(log.u16string(), 1);
+  first.Open((folder / "other.log").u16string(), 3);
+  first.Write(u"angle 45\u00B0", 1);
   second.Write("second", 1);
-  third.Write("third", 1);
-  second.Write("second again", 1);
-
-  const std::string content = ReadAll(log);
-  const std::string kept = "written by an earlier run\r\n";
-  ASSERT_EQ(content.rfind(kept, 0), 0u) << content;
-  EXPECT_EQ(LineTexts(content.substr(kept.size())),
-            (Lines{"The unmanaged trace level is: 1", "first run", "The unmanaged trace level is: 1",
-                   "The unmanaged trace level is: 1", "second", "third", "second again"}));
-}
-
-TEST(TraceTest, FirstOpenWins) {
-  TempFolder folder;
-  Trace trace;
-  trace.Open(Wide(folder / "a.log"), 1);
-  trace.Open(Wide(folder / "b.log"), 3);
-  EXPECT_EQ(trace.FileName(), Wide(folder / "a.log"));
-  EXPECT_EQ(trace.Level(), 1);
-  trace.Write("verbose", 3);
-  EXPECT_FALSE(fs::exists(folder / "b.log"));
-  EXPECT_EQ(LinesOf(folder / "a.log"), Lines{"The unmanaged trace level is: 1"});
+  first.Write("above the first level", 3);
+  EXPECT_EQ(LinesOf(log), (Lines{"an earlier run", "The unmanaged trace level is: 1", "The unmanaged trace level is: 1",
+                                 "angle 45\xB0", "second"}));
+  EXPECT_FALSE(fs::exists(folder / "other.log"));
+  EXPECT_EQ(Trace::TimestampMark(SYSTEMTIME{2014, 3, 0, 9, 21, 5, 7, 41}), ">>> 2014-03-09T21:05:07:041");
 }
 
 TEST(TraceTest, WritesOnlyLevelsUpToTheLogsLevel) {
-  struct Row {
-    int stored;
-    Lines expected;
-  };
-  const Row rows[] = {
-      {2, {"The unmanaged trace level is: 2", "at -1", "at 0", "at 1", "at 2"}},
-      {0, {"at -1", "at 0"}},
-      {-1, {"at -1"}},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.stored);
-    TempFolder folder;
+  for (const auto& [level, expected] : {std::pair{2, Lines{"The unmanaged trace level is: 2", "at 0", "at 2"}},
+                                        std::pair{0, Lines{"at 0"}}}) {
+    const TempFolder folder;
     Trace trace;
-    trace.Open(Wide(folder / "t.log"), row.stored);
-    EXPECT_EQ(trace.Level(), row.stored);
-    for (int level = -1; level <= 3; ++level) trace.Write("at " + std::to_string(level), level);
-    EXPECT_EQ(LinesOf(folder / "t.log"), row.expected);
+    trace.Open((folder / "t.log").u16string(), level);
+    for (int at : {3, 0, 2}) trace.Write("at " + std::to_string(at), at);
+    EXPECT_EQ(LinesOf(folder / "t.log"), expected) << level;
   }
-}
-
-TEST(TraceTest, WideTextsAndFailuresAreWrittenNarrow) {
-  TempFolder folder;
-  Trace trace;
-  trace.Open(Wide(folder / "t.log"), 1);
-  trace.Write(u"angle 45\u00B0", 1);
-  trace.Write(MyException("Outer.", MyException("Inner.")), 1);
-  trace.WriteFormatted(1, "%d images of %s", 3, "CT");
-  const std::string content = ReadAll(folder / "t.log");
-  EXPECT_NE(content.find(" --- angle 45\xB0\r\n"), std::string::npos) << content;
-  EXPECT_NE(content.find(" --- Outer.\r\nInner.\r\n"), std::string::npos) << content;
-  EXPECT_NE(content.find(" --- 3 images of CT\r\n"), std::string::npos) << content;
-}
-
-TEST(TraceTest, FormattedTextIsCutAtItsBuffer) {
-  TempFolder folder;
-  Trace trace;
-  trace.Open(Wide(folder / "t.log"), 1);
-  const std::string longText(3000, 'y');
-  trace.WriteFormatted(1, "%s", longText.c_str());
-  EXPECT_EQ(LinesOf(folder / "t.log"), (Lines{"The unmanaged trace level is: 1", std::string(1023, 'y')}));
 }
 
 TEST(TraceTest, BareNameGoesIntoLogBesideTheHost) {
-  const std::string name = UniqueName("ondrel_trace_test_") + ".log";
-  const fs::path expected = HostFolder() / "Log" / name;
+  const std::string name = foundation_test::UniqueName("ondrel_trace_test_") + ".log";
   {
     Trace trace;
-    trace.Open(Wide(fs::path(name)), 1);
-    EXPECT_EQ(trace.FileName(), Wide(expected));
-    EXPECT_TRUE(trace.IsOpen());
+    trace.Open(fs::path(name).u16string(), 1);
+    EXPECT_EQ(trace.FileName(), (HostFolder() / "Log" / name).u16string());
   }
-  EXPECT_EQ(LinesOf(expected), Lines{"The unmanaged trace level is: 1"});
-  fs::remove(expected);
-
-  Trace unnamed;
-  unnamed.Open(u"", 1);
-  EXPECT_EQ(unnamed.FileName(), Wide(HostFolder() / "Log" / "Trace.log"));
-  EXPECT_TRUE(fs::exists(HostFolder() / "Log" / "Trace.log"));
+  EXPECT_EQ(LinesOf(HostFolder() / "Log" / name), Lines{"The unmanaged trace level is: 1"});
+  fs::remove(HostFolder() / "Log" / name);
 }
 
-TEST(TraceTest, NameWithFolderIsUsedAsItStands) {
-  TempFolder folder;
-  const fs::path missing = folder / "missing" / "t.log";
-  Trace trace;
-  trace.Open(Wide(missing), 1);
-  EXPECT_EQ(trace.FileName(), Wide(missing));
-  EXPECT_FALSE(trace.IsOpen()) << "a file that can't be opened leaves the log closed";
-  EXPECT_FALSE(fs::exists(folder / "missing"));
-  EXPECT_NO_THROW(trace.Write("lost", 1));
+TEST(TargetFileTest, EmptiesAnExistingFileAndRefusesAMissingFolder) {
+  const TempFolder folder;
+  std::ofstream(folder / "image.dcm", std::ios::binary) << "old content that must go";
+  std::FILE* file = CreateTargetFile((folder / "image.dcm").string());
+  WriteBuffer(file, "DICM\0\xFF", 6);
+  CloseFile(file);
+  EXPECT_EQ(ReadAll(folder / "image.dcm"), std::string("DICM\0\xFF", 6));
+  EXPECT_EQ(CreateTargetFile((folder / "missing" / "x.dcm").string()), nullptr);
 }
 
 }  // namespace
