@@ -1,383 +1,207 @@
-// The stream parser on byte streams written by hand: the VR and length rules of explicit and implicit
-// data, sequences and fragments, the stop tag, and the ways a damaged stream ends.
+// The stream parser and the file parser on bytes written by hand: values, the VR and length rules,
+// sequences and fragments, the stop tag, how a damaged stream ends; which files are DICOM.
 #include "dicom/parser.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <memory>
-#include <random>
-#include <string>
-#include <vector>
+#include <cstdio>
+#include <cstring>
 
-#include "byte_builder.h"
+#include "dicom/file_parser.h"
+#include "foundation/text_utils.h"
+#include "test_support.h"
 
 namespace {
 
 using namespace DicomEngine;
-using dicom_test::Bytes;
-using dicom_test::FailureOf;
+using namespace dicom_test;
 
 constexpr SyntaxRecord kExplicit{kLittleEndian, kExplicitVR};
 constexpr SyntaxRecord kImplicit{kLittleEndian, kImplicitVR};
-constexpr char kBufferTooShort[] = "The buffer is not long enough to perform the requested read operation.";
+constexpr char kTooShort[] = "The buffer is not long enough to perform the requested read operation.";
+constexpr char kNoFailure[] = "(no failure)";
 
-// A dictionary of the few tags these streams use, with the ambiguous VRs of the real one and a private
-// entry, loaded once for the whole test program.
-const DicomDictionary& TestDictionary() {
-  static const DicomDictionary* const dictionary = [] {
-    // A name of this process's own: CTest runs tests in parallel processes.
-    const auto path = std::filesystem::temp_directory_path() /
-                      ("ondrel_parser_test_dictionary_" + std::to_string(std::random_device()()) + ".txt");
-    std::ofstream(path) << "(0008,0060)\tVR=\"CS\"\n"
-                           "(0008,1115)\tVR=\"SQ\"\n"
-                           "(0010,0010)\tVR=\"PN\"\n"
-                           "(0028,0106)\tVR=\"US or SS\"\n"
-                           "(7FE0,0010)\tVR=\"OW/OB\"\n"
-                           "(0009,1001)\tVR=\"LO\"\tOwner=\"MAKER\"\n";
-    auto* loaded = new DicomDictionary();
-    loaded->Load(path.string());
-    std::filesystem::remove(path);
-    return loaded;
-  }();
-  return *dictionary;
-}
-
-// A reader over the bytes in chunks of 7, so that headers and values cross chunk boundaries.
-std::unique_ptr<BufferReader> ReaderOver(const Bytes& bytes) {
-  const std::vector<std::uint8_t>& data = bytes.data();
+// A parser over the bytes in chunks of 7, so that headers and values cross chunk boundaries.
+Parser ParserOver(const Bytes& bytes, SyntaxRecord syntax) {
   MultiChunkBuffer buffer;
-  for (std::size_t at = 0; at < data.size(); at += 7) {
-    const std::size_t size = std::min<std::size_t>(7, data.size() - at);
-    auto* chunk = new std::uint8_t[size];
-    std::copy_n(data.begin() + static_cast<std::ptrdiff_t>(at), size, chunk);
-    buffer.AddChunk(chunk, static_cast<std::uint32_t>(size), true);
+  for (std::size_t at = 0; at < bytes.data.size(); at += 7) {
+    const auto size = static_cast<std::uint32_t>(std::min<std::size_t>(7, bytes.data.size() - at));
+    buffer.AddChunk(static_cast<std::uint8_t*>(std::memcpy(new std::uint8_t[size], &bytes.data[at], size)), size, true);
   }
-  return std::make_unique<BufferReader>(buffer);
+  return Parser(std::make_unique<BufferReader>(buffer), syntax, ShippedDictionary());
 }
 
-Parser ParserOver(const Bytes& bytes, SyntaxRecord syntax) { return Parser(ReaderOver(bytes), syntax, TestDictionary()); }
-
-std::vector<const VR*> ElementsOf(const VRContainer& container) {
-  std::vector<const VR*> elements;
-  for (const auto& vr : container.Elements()) elements.push_back(vr.get());
-  return elements;
+// "gggg,eeee CODE length value" of each element, "|" between them, "{...}" around a container's
+// entries; the value as text, hexadecimal bytes or numbers.
+std::string Shape(const VRContainer& container) {
+  std::string out;
+  char field[40];
+  for (const auto& vr : container.Elements()) {
+    std::snprintf(field, sizeof field, "%s%04X,%04X %s %X", out.empty() ? "" : "|", vr->Group(), vr->Element(),
+                  vr->Code().c_str(), vr->LengthField());
+    out += field;
+    if (dynamic_cast<const VRString*>(vr.get()) != nullptr) out += " " + TextOf(vr.get());
+    for (const std::uint8_t byte : BytesOf(vr.get())) out += (std::snprintf(field, sizeof field, " %02X", byte), field);
+    for (const double number : NumbersOf(vr.get())) out += (std::snprintf(field, sizeof field, " %.17g", number), field);
+    const auto* children = dynamic_cast<const VRContainer*>(vr.get());
+    if (children != nullptr && !children->Elements().empty()) out += " {" + Shape(*children) + "}";
+  }
+  return out;
 }
 
-std::string Described(const VRContainer& container) {
-  std::string text;
-  return container.Print(text);
-}
+const Bytes kName = Bytes().explicit_short(0x0010, 0x0010, "PN", 2).text("AB");
+const Bytes kModality = Bytes().explicit_short(0x0008, 0x0060, "CS", 2).text("CT");
+// What an image load reads: meta header, a sequence, the pixels, trailing padding.
+const Bytes kImage = Bytes().explicit_short(0x0002, 0x0010, "UI", 20).text("1.2.840.10008.1.2.1").zeros(1)
+                         .explicit_long(0x0008, 0x1115, "SQ", kUndefinedLength).item(10).then(kName).seq_end()
+                         .explicit_long(0x7FE0, 0x0010, "OW", 4).raw({1, 2, 3, 4})
+                         .explicit_long(0xFFFC, 0xFFFC, "OB", 2).raw({0, 0});
 
-std::string TextOf(const VR* vr) {
-  const auto* text = dynamic_cast<const VRString*>(vr);
-  return text != nullptr ? text->Value() : "(not text)";
-}
-
-std::vector<std::uint8_t> BytesOf(const VR* vr) {
-  const auto* binary = dynamic_cast<const VRBinary*>(vr);
-  if (binary == nullptr || binary->Data() == nullptr) return {};
-  return std::vector<std::uint8_t>(binary->Data(), binary->Data() + binary->LengthField());
-}
-
-bool HasTag(const VR* vr, std::uint16_t group, std::uint16_t element) {
-  return vr != nullptr && vr->Group() == group && vr->Element() == element;
-}
-
-TEST(Parser, TwoNulBytesAsCodeReadAsUNWithAFourByteLength) {
-  Bytes bytes;
-  bytes.u16(0x0009).u16(0x1001).zeros(2).u16(0).u32(4).text("ABCD");
-  bytes.explicit_short(0x0010, 0x0010, "PN", 2).text("XY");
-  DicomData data(false);
-  ParserOver(bytes, kExplicit).Parse(&data);
-
-  const auto elements = ElementsOf(data);
-  ASSERT_EQ(elements.size(), 2u);
-  EXPECT_EQ(elements[0]->Code(), "UN");
-  EXPECT_EQ(elements[0]->LengthField(), 4u);
-  EXPECT_EQ(BytesOf(elements[0]), (std::vector<std::uint8_t>{'A', 'B', 'C', 'D'}));
-  EXPECT_EQ(TextOf(elements[1]), "XY");
-}
-
-// Implicit VR: the code comes from the dictionary, or from the rules that stand in for it.
-TEST(Parser, ImplicitVRCodesComeFromTheDictionaryAndItsRules) {
-  struct Row {
+TEST(Parser, StreamsGiveTheirElementsOrStopWithTheirFailure) {
+  const struct {
     const char* what;
-    std::uint16_t group, element;
-    const char* code;
-  };
-  const Row rows[] = {
-      {"group length of a group the dictionary lacks", 0x0033, 0x0000, "UL"},
-      {"private group length", 0x0009, 0x0000, "UL"},
-      {"private element, though the dictionary names it LO", 0x0009, 0x1001, "UN"},
-      {"standard element the dictionary lacks", 0x0018, 0x9999, "UN"},
-      {"OW/OB settles to OB", 0x7FE0, 0x0010, "OB"},
-      {"US or SS settles to US", 0x0028, 0x0106, "US"},
-      {"dictionary entry", 0x0008, 0x0060, "CS"},
-  };
-  for (const Row& row : rows) {
     Bytes bytes;
-    bytes.implicit(row.group, row.element, 4).raw({0xFE, 0xFF, 0x01, 0x00});
-    DicomData data(false);
-    ParserOver(bytes, kImplicit).Parse(&data);
-    ASSERT_EQ(data.Elements().size(), 1u) << row.what;
-    EXPECT_EQ(data.Elements().front()->Code(), row.code) << row.what;
+    std::string shape;  // what the container holds afterwards
+    SyntaxRecord syntax = kExplicit;
+    std::string failure = kNoFailure;
+    std::size_t unread = 0;    // bytes the parse leaves
+    std::uint16_t stop = 0;    // the stop tag is (stop, 0x0010); (0, 0) parses everything, as Parse does
+  } rows[] = {
+      {"numbers by width rounding up: US of length 3 reads 2 values, 4 bytes",
+       Bytes().explicit_short(0x0028, 0x0010, "US", 3).raw({1, 0, 2, 0}).then(kName),
+       "0028,0010 US 3 1 2|0010,0010 PN 2 AB"},
+      {"SS signed; SL 0x00012345 keeps 0x2345; FL of length 6 reads 2 floats; FD",
+       Bytes().explicit_short(0x0028, 0x0106, "SS", 2).raw({0xFE, 0xFF}).explicit_short(0x0018, 0x6020, "SL", 4)
+           .u32(0x12345).explicit_short(0x0018, 0x9087, "FL", 6).raw({0, 0, 0xC0, 0x3F, 0, 0, 0, 0xC0})
+           .explicit_short(0x0018, 0x9089, "FD", 8).raw({0, 0, 0, 0, 0, 0, 0xF8, 0x3F}),
+       "0028,0106 SS 2 -2|0018,6020 SL 4 9029|0018,9087 FL 6 1.5 -2|0018,9089 FD 8 1.5"},
+      {"AT of length 2 reads nothing: its bytes are read as the next tag",
+       Bytes().explicit_short(0x0028, 0x0009, "AT", 2).raw({0x10, 0}), "0028,0009 AT 2", kExplicit, kTooShort},
+      {"text ends at its first NUL", Bytes().explicit_short(0x0010, 0x0010, "PN", 6).text(std::string("AB\0CD ", 6)),
+       "0010,0010 PN 6 AB"},
+      {"two NUL bytes as code: UN with a 4-byte length",
+       Bytes().u16(0x0009).u16(0x1001).zeros(4).u32(2).text("XY").then(kName),
+       "0009,1001 UN 2 58 59|0010,0010 PN 2 AB"},
+      {"implicit VR: codes of group lengths, private tags (a dictionary VR aside), unknown tags, the dictionary",
+       Bytes().implicit(0x0033, 0x0000, 4).u32(7).implicit(0x0009, 0x0000, 4).u32(8)
+           .implicit(0x0009, 0x1001, 1).text("A").implicit(0x0018, 0x9999, 1).text("B")
+           .implicit(0x0028, 0x0106, 2).u16(0xFFFE).implicit(0x0008, 0x0060, 2).text("MR")
+           .implicit(0x7FE0, 0x0010, 1).raw({1}),
+       "0033,0000 UL 4 7|0009,0000 UL 4 8|0009,1001 UN 1 41|0018,9999 UN 1 42|0028,0106 US 2 65534|"
+       "0008,0060 CS 2 MR|7FE0,0010 OB 1 01", kImplicit},
+      {"undefined-length UN: a sequence of data set items",
+       Bytes().explicit_long(0x0009, 0x1010, "UN", kUndefinedLength).item(kUndefinedLength).then(kName).item_end()
+           .seq_end().then(kModality),
+       "0009,1010 UN FFFFFFFF {FFFE,E000  FFFFFFFF {0010,0010 PN 2 AB|FFFE,E00D  0}|FFFE,E0DD  0}|0008,0060 CS 2 CT"},
+      {"fragments read by their length, delimiter bytes inside one",
+       Bytes().explicit_long(0x7FE0, 0x0010, "OB", kUndefinedLength).item(0).item(4).raw({0xFE, 0xFF, 0xDD, 0xE0})
+           .seq_end(),
+       "7FE0,0010 OB FFFFFFFF {FFFE,E000  0|FFFE,E000  4 FE FF DD E0|FFFE,E0DD  0}"},
+      {"a defined-length sequence counts item headers: 8 + 10 + 8 + 0",
+       Bytes().explicit_long(0x0008, 0x1115, "SQ", 26).item(10).then(kName).item(0).then(kModality),
+       "0008,1115 SQ 1A {FFFE,E000  A {0010,0010 PN 2 AB}|FFFE,E000  0}|0008,0060 CS 2 CT"},
+      {"zero-length sequence", Bytes().explicit_long(0x0008, 0x1115, "SQ", 0).then(kName),
+       "0008,1115 SQ 0|0010,0010 PN 2 AB"},
+      {"an item delimiter at the top ends the parse", Bytes().then(kName).item_end().then(kModality),
+       "0010,0010 PN 2 AB|FFFE,E00D  0", kExplicit, kNoFailure, 10},
+      {"UT yields nothing; its value reads as the next element",
+       Bytes().explicit_long(0x0040, 0xA160, "UT", 10).then(kName), "0010,0010 PN 2 AB"},
+      {"the stop tag: only syntax and pixels built, stops right after", kImage,
+       "0002,0010 UI 14 1.2.840.10008.1.2.1|7FE0,0010 OW 4 01 02 03 04", kExplicit, kNoFailure, 14, 0x7FE0},
+      {"undefined item in a defined sequence",
+       Bytes().then(kName).explicit_long(0x0008, 0x1115, "SQ", 16).item(kUndefinedLength).item_end(),
+       "0010,0010 PN 2 AB", kExplicit, "Defined length sequence contains undefined length item."},
+      {"an element where an item belongs",
+       Bytes().then(kName).explicit_long(0x0008, 0x1115, "SQ", kUndefinedLength).then(kModality),
+       "0010,0010 PN 2 AB", kExplicit, "Invalid tag found where a sequence item was expected."},
+      {"length near 2^32, nothing allocated", Bytes().then(kName).explicit_long(0x0009, 0x1010, "OB", 0xFFFFFFF0),
+       "0010,0010 PN 2 AB", kExplicit, kTooShort},
+  };
+  for (const auto& row : rows) {
+    for (const bool parse : {true, false}) {  // ParseUpTo(0, 0) must give what Parse gives
+      if (parse && row.stop != 0) continue;
+      SCOPED_TRACE(std::string(row.what) + (parse ? " (Parse)" : " (ParseUpTo)"));
+      Parser parser = ParserOver(row.bytes, row.syntax);
+      DicomData data(false);
+      const std::uint16_t element = row.stop != 0 ? 0x0010 : 0;
+      EXPECT_EQ(FailureOf([&] { parse ? parser.Parse(&data) : parser.ParseUpTo(&data, row.stop, element); }),
+                row.failure);
+      EXPECT_EQ(Shape(data), row.shape);
+      if (row.failure == kNoFailure) {
+        EXPECT_EQ(parser.Position(), row.bytes.data.size() - row.unread);
+      }
+    }
   }
-  Bytes bytes;
-  bytes.implicit(0x0028, 0x0106, 2).u16(0xFFFE);
-  DicomData data(false);
-  ParserOver(bytes, kImplicit).Parse(&data);
-  const auto* value = dynamic_cast<const UnsignedShortVR*>(data.Find(0x0028, 0x0106));
-  ASSERT_NE(value, nullptr);
-  EXPECT_EQ(value->Values(), std::vector<std::uint16_t>{0xFFFE});
 }
 
-TEST(Parser, UndefinedLengthUNIsReadAsASequenceOfDataSetItems) {
-  Bytes bytes;
-  bytes.explicit_long(0x0009, 0x1010, "UN", kUndefinedLength).item(kUndefinedLength);
-  bytes.explicit_short(0x0010, 0x0010, "PN", 2).text("AB").item_end().seq_end();
-  bytes.explicit_short(0x0008, 0x0060, "CS", 2).text("CT");
-  DicomData data(false);
-  ParserOver(bytes, kExplicit).Parse(&data);
-
-  const auto elements = ElementsOf(data);
-  ASSERT_EQ(elements.size(), 2u);
-  const auto* sequence = dynamic_cast<const VRSequence*>(elements[0]);
-  ASSERT_NE(sequence, nullptr);
-  EXPECT_EQ(sequence->Code(), "UN");
-  const auto items = ElementsOf(*sequence);
-  ASSERT_EQ(items.size(), 2u);
-  EXPECT_TRUE(HasTag(items[1], kItemGroup, kSequenceDelimiterElement));
-  const auto* item = dynamic_cast<const VRSequenceItem*>(items[0]);
-  ASSERT_NE(item, nullptr);
-  EXPECT_EQ(item->LengthField(), kUndefinedLength);
-  // The item delimiter ends the item's own parse and stands last in the item.
-  const auto inside = ElementsOf(*item);
-  ASSERT_EQ(inside.size(), 2u);
-  EXPECT_EQ(TextOf(inside[0]), "AB");
-  EXPECT_TRUE(HasTag(inside[1], kItemGroup, kItemDelimiterElement));
-  EXPECT_EQ(TextOf(elements[1]), "CT");
-}
-
-TEST(Parser, UndefinedLengthOBIsReadAsFragmentsByTheirLength) {
-  Bytes bytes;
-  // The second fragment holds the bytes of a sequence delimiter: only lengths decide.
-  bytes.explicit_long(0x7FE0, 0x0010, "OB", kUndefinedLength).item(0).item(8);
-  bytes.raw({0xFE, 0xFF, 0xDD, 0xE0, 0, 0, 0, 0}).seq_end();
-  DicomData data(false);
-  ParserOver(bytes, kExplicit).Parse(&data);
-
-  const auto* pixels = dynamic_cast<const VRSequence*>(data.Find(0x7FE0, 0x0010));
-  ASSERT_NE(pixels, nullptr);
-  const auto items = ElementsOf(*pixels);
-  ASSERT_EQ(items.size(), 3u);
-  EXPECT_NE(dynamic_cast<const VRBinarySequenceItem*>(items[0]), nullptr);
-  EXPECT_EQ(items[0]->LengthField(), 0u);
-  EXPECT_EQ(BytesOf(items[1]), (std::vector<std::uint8_t>{0xFE, 0xFF, 0xDD, 0xE0, 0, 0, 0, 0}));
-  EXPECT_TRUE(HasTag(items[2], kItemGroup, kSequenceDelimiterElement));
-}
-
-TEST(Parser, DefinedLengthSequenceEndsWhenItemsAndTheirHeadersFillIt) {
-  Bytes bytes;
-  // 8 + 10 + 8 + 0: the length counts the item headers too.
-  bytes.explicit_long(0x0008, 0x1115, "SQ", 26).item(10).explicit_short(0x0010, 0x0010, "PN", 2).text("AB");
-  bytes.item(0).explicit_short(0x0008, 0x0060, "CS", 2).text("CT");
-  DicomData data(false);
-  ParserOver(bytes, kExplicit).Parse(&data);
-
-  const auto elements = ElementsOf(data);
-  ASSERT_EQ(elements.size(), 2u);
-  const auto items = ElementsOf(*dynamic_cast<const VRSequence*>(elements[0]));
-  ASSERT_EQ(items.size(), 2u);
-  EXPECT_EQ(TextOf(ElementsOf(*dynamic_cast<const VRSequenceItem*>(items[0]))[0]), "AB");
-  EXPECT_TRUE(dynamic_cast<const VRSequenceItem*>(items[1])->Elements().empty());
-  EXPECT_EQ(TextOf(elements[1]), "CT");
-}
-
-TEST(Parser, ZeroLengthSequenceIsEmptyAndReadsNothingMore) {
-  Bytes bytes;
-  bytes.explicit_long(0x0008, 0x1115, "SQ", 0).explicit_short(0x0010, 0x0010, "PN", 2).text("AB");
-  DicomData data(false);
-  ParserOver(bytes, kExplicit).Parse(&data);
-  const auto elements = ElementsOf(data);
-  ASSERT_EQ(elements.size(), 2u);
-  const auto* sequence = dynamic_cast<const VRSequence*>(elements[0]);
-  ASSERT_NE(sequence, nullptr);
-  EXPECT_TRUE(sequence->Elements().empty());
-  EXPECT_EQ(TextOf(elements[1]), "AB");
-}
-
-TEST(Parser, ItemDelimiterAtTheTopEndsTheParseWithBytesLeft) {
-  Bytes bytes;
-  bytes.explicit_short(0x0010, 0x0010, "PN", 2).text("AB").item_end();
-  const std::size_t delimiterEnd = bytes.data().size();
-  bytes.explicit_short(0x0008, 0x0060, "CS", 2).text("CT");
-  Parser parser = ParserOver(bytes, kExplicit);
-  DicomData data(false);
-  parser.Parse(&data);
-  const auto elements = ElementsOf(data);
-  ASSERT_EQ(elements.size(), 2u);
-  EXPECT_TRUE(HasTag(elements[1], kItemGroup, kItemDelimiterElement));
-  EXPECT_EQ(parser.Position(), delimiterEnd);
-}
-
-TEST(Parser, ValueOfACodeWithoutValueClassIsReadAsTheNextElement) {
-  Bytes value;
-  value.explicit_short(0x0010, 0x0010, "PN", 2).text("XY");
-  Bytes bytes;
-  bytes.explicit_long(0x0040, 0xA160, "UT", static_cast<std::uint32_t>(value.data().size()));
-  bytes.data().insert(bytes.data().end(), value.data().begin(), value.data().end());
-  DicomData data(false);
-  ParserOver(bytes, kExplicit).Parse(&data);
-  const auto elements = ElementsOf(data);
-  ASSERT_EQ(elements.size(), 1u);
-  EXPECT_TRUE(HasTag(elements[0], 0x0010, 0x0010));
-  EXPECT_EQ(TextOf(elements[0]), "XY");
-}
-
-// The stream an image load sees: meta header, elements, a sequence, pixels, trailing padding.
-Bytes ImageStream() {
-  Bytes bytes;
-  bytes.explicit_short(0x0002, 0x0010, "UI", 20).text("1.2.840.10008.1.2.1").u8(0);
-  bytes.explicit_short(0x0008, 0x0060, "CS", 2).text("CT");
-  bytes.explicit_long(0x0008, 0x1115, "SQ", kUndefinedLength).item(kUndefinedLength);
-  bytes.explicit_short(0x0010, 0x0010, "PN", 2).text("AB").item_end().item(10);
-  bytes.explicit_short(0x0010, 0x0010, "PN", 2).text("CD").seq_end();
-  bytes.explicit_long(0x7FE0, 0x0010, "OW", 4).raw({1, 2, 3, 4});
-  bytes.explicit_long(0xFFFC, 0xFFFC, "OB", 2).raw({0, 0});
-  return bytes;
-}
-
-TEST(Parser, StopTagBuildsOnlyTheSyntaxAndThePixelsAndStopsRightAfter) {
-  const Bytes bytes = ImageStream();
-  Parser parser = ParserOver(bytes, kExplicit);
-  DicomData data(false);
-  parser.ParseUpTo(&data, 0x7FE0, 0x0010);
-  const auto elements = ElementsOf(data);
-  ASSERT_EQ(elements.size(), 2u);
-  EXPECT_TRUE(HasTag(elements[0], 0x0002, 0x0010));
-  EXPECT_EQ(BytesOf(elements[1]), (std::vector<std::uint8_t>{1, 2, 3, 4}));
-  EXPECT_EQ(parser.Position(), bytes.data().size() - 14);
-  EXPECT_TRUE(parser.Switched());
-  EXPECT_EQ(parser.DataSetSyntax(), kExplicit);
-}
-
-TEST(Parser, ParseUpToNoTagIsAFullParse) {
-  const Bytes bytes = ImageStream();
-  DicomData full(false);
-  ParserOver(bytes, kExplicit).Parse(&full);
-  DicomData upToNothing(false);
-  ParserOver(bytes, kExplicit).ParseUpTo(&upToNothing, 0, 0);
-  EXPECT_EQ(full.Elements().size(), 5u);
-  EXPECT_EQ(Described(upToNothing), Described(full));
-}
-
-TEST(Parser, WithoutContainerElementsAreReadAndDropped) {
-  const Bytes bytes = ImageStream();
-  Parser parser = ParserOver(bytes, kExplicit);
-  parser.Parse(nullptr);
-  EXPECT_EQ(parser.Position(), bytes.data().size());
-  EXPECT_TRUE(parser.Switched());
-}
-
-TEST(Parser, TransferSyntaxUidSwitchesGroupsFromThreeUp) {
-  Bytes bytes;
-  bytes.explicit_short(0x0002, 0x0010, "UI", 18).text("1.2.840.10008.1.2").u8(0);
-  bytes.explicit_short(0x0002, 0x0012, "UI", 2).text("1").u8(0);  // still the header syntax
-  bytes.implicit(0x0008, 0x0060, 2).text("CT");
-  DicomData data(false);
-  Parser parser = ParserOver(bytes, kExplicit);
-  parser.Parse(&data);
-  EXPECT_EQ(parser.DataSetSyntax(), kImplicit);
-  ASSERT_EQ(data.Elements().size(), 3u);
-  EXPECT_EQ(TextOf(data.Find(0x0002, 0x0012)), "1");
-  EXPECT_EQ(data.Find(0x0008, 0x0060)->Code(), "CS");
-  EXPECT_EQ(TextOf(data.Find(0x0008, 0x0060)), "CT");
-}
-
-TEST(Parser, UnknownTransferSyntaxReadsCodesAndFourByteLengths) {
-  Bytes bytes;
-  bytes.explicit_short(0x0002, 0x0010, "UI", 22).text("1.2.840.10008.1.2.4.80");
-  bytes.u16(0x0008).u16(0x0060).text("CS").u32(2).text("CT");
-  DicomData data(false);
-  Parser parser = ParserOver(bytes, kExplicit);
-  parser.Parse(&data);
-  EXPECT_TRUE(parser.Switched());
-  EXPECT_EQ(parser.DataSetSyntax(), SyntaxRecord{});
-  EXPECT_EQ(TextOf(data.Find(0x0008, 0x0060)), "CT");
-}
-
-// A stream `depth` sequences deep, each of one undefined-length item.
-Bytes Nested(int depth) {
-  Bytes bytes;
-  for (int level = 0; level < depth; ++level)
-    bytes.explicit_long(0x0008, 0x1115, "SQ", kUndefinedLength).item(kUndefinedLength);
-  for (int level = 0; level < depth; ++level) bytes.item_end().seq_end();
-  return bytes;
-}
-
-TEST(Parser, SequencesNestUpToTheLimit) {
-  DicomData data(false);
-  EXPECT_EQ(FailureOf([&] { ParserOver(Nested(Parser::kMaxNestingDepth), kExplicit).Parse(&data); }),
-            "(no failure)");
-  EXPECT_EQ(FailureOf([&] { ParserOver(Nested(Parser::kMaxNestingDepth + 1), kExplicit).Parse(nullptr); }),
+TEST(Parser, SequencesNestUpToALimit) {
+  const auto nested = [](int depth) {
+    Bytes bytes;
+    for (int level = 0; level < depth; ++level)
+      bytes.explicit_long(0x0008, 0x1115, "SQ", kUndefinedLength).item(kUndefinedLength);
+    for (int level = 0; level < depth; ++level) bytes.item_end().seq_end();
+    return bytes;
+  };
+  EXPECT_EQ(FailureOf([&] { ParserOver(nested(Parser::kMaxNestingDepth), kExplicit).Parse(nullptr); }), kNoFailure);
+  EXPECT_EQ(FailureOf([&] { ParserOver(nested(Parser::kMaxNestingDepth + 1), kExplicit).Parse(nullptr); }),
             "The sequences are nested more than 64 levels deep.");
 }
 
-TEST(Parser, DamagedStreamsFailWithTheirMessageAndKeepWhatCameBefore) {
-  struct Row {
+// Bytes that begin a data set without preamble, with `sixth` as their sixth byte.
+Bytes StartingWith(std::uint8_t sixth) { return Bytes().u16(0x0008).u16(0x0005).raw({'C', sixth}).zeros(10); }
+
+TEST(FileParser, DicomFilesAndTheirHeaderSyntax) {
+  const struct {
     const char* what;
-    Bytes stream;
-    bool upToPixels;
-    const char* failure;
+    Bytes bytes;
+    bool dicom;
+    std::uint32_t start = 0;
+    std::uint32_t vrKind = kImplicitVR;
+  } rows[] = {
+      {"preamble, DICM, explicit meta header",
+       Bytes().zeros(128).text("DICM").explicit_short(0x0002, 0x0010, "UI", 2).text("1."), true, 132, kExplicitVR},
+      {"DICM at 128 of a file that ends there", Bytes().zeros(128).text("DICM"), true, 132},
+      {"no preamble, sixth byte the second letter of a code", StartingWith('S'), true, 0, kExplicitVR},
+      {"no preamble, sixth byte of a small length", StartingWith(0), true},
+      {"sixth byte 10 is below the bound", StartingWith(10), true},
+      {"sixth byte 11 is not", StartingWith(11), true, 0, kExplicitVR},
+      {"a sixth byte from 0x80 up counts as negative", StartingWith(0x80), true},
+      {"first group 0x8000", Bytes().implicit(0x8000, 0x0005, 2).text("AB"), true},
+      {"meta group 0x0002 without preamble", Bytes().explicit_short(0x0002, 0x0010, "UI", 2).text("1."), false},
+      {"big-endian group 8 reads 0x0800", Bytes().raw({0x00, 0x08, 0x00, 0x05}).text("CS").zeros(2), false},
+      {"fewer than 132 bytes, not group 8", Bytes().text("not dicom"), false},
+      {"one byte", Bytes().raw({0x08}), false},
+      {"empty file", Bytes(), false},
   };
-  const auto afterName = [](Bytes bytes) {
-    Bytes stream;
-    stream.explicit_short(0x0010, 0x0010, "PN", 2).text("AB");
-    stream.data().insert(stream.data().end(), bytes.data().begin(), bytes.data().end());
-    return stream;
-  };
-  const Row rows[] = {
-      {"undefined item in a defined sequence",
-       afterName(Bytes().explicit_long(0x0008, 0x1115, "SQ", 16).item(kUndefinedLength).item_end()), false,
-       "Defined length sequence contains undefined length item."},
-      {"element where an item belongs",
-       afterName(Bytes().explicit_long(0x0008, 0x1115, "SQ", kUndefinedLength).explicit_short(0x0010, 0x0020, "LO", 0)
-                     .zeros(4)),
-       false, "Invalid tag found where a sequence item was expected."},
-      {"item delimiter where an item belongs",
-       afterName(Bytes().explicit_long(0x0008, 0x1115, "SQ", kUndefinedLength).item_end()), false,
-       "Invalid tag found where a sequence item was expected."},
-      {"value cut short", afterName(Bytes().explicit_short(0x0010, 0x0020, "LO", 10).text("ABCD")), false,
-       kBufferTooShort},
-      {"header cut short", afterName(Bytes().u16(0x0010).u16(0x0020).text("L")), false, kBufferTooShort},
-      {"length near 2^32, nothing allocated",
-       afterName(Bytes().explicit_long(0x0009, 0x1010, "OB", 0xFFFFFFF0).zeros(8)), false, kBufferTooShort},
-      {"length near 2^32 passed over while seeking the pixels",
-       afterName(Bytes().explicit_long(0x0009, 0x1010, "OB", 0xFFFFFFF0).zeros(8)), true, kBufferTooShort},
-      {"sequence with no end", afterName(Bytes().explicit_long(0x0008, 0x1115, "SQ", kUndefinedLength).item(0)),
-       false, kBufferTooShort},
-      {"fragment of undefined length",
-       afterName(Bytes().explicit_long(0x7FE0, 0x0010, "OB", kUndefinedLength).item(kUndefinedLength).zeros(8)),
-       false, kBufferTooShort},
-  };
-  for (const Row& row : rows) {
-    DicomData data(false);
-    Parser parser = ParserOver(row.stream, kExplicit);
-    EXPECT_EQ(FailureOf([&] {
-                if (row.upToPixels)
-                  parser.ParseUpTo(&data, 0x7FE0, 0x0010);
-                else
-                  parser.Parse(&data);
-              }),
-              row.failure)
-        << row.what;
-    EXPECT_EQ(data.Elements().size(), row.upToPixels ? 0u : 1u) << row.what;
+  const TempFolder folder;
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.what);
+    FileParser parser;
+    ASSERT_EQ(parser.Open(ToWide(folder.Write("file.dcm", row.bytes))), row.dicom);
+    if (!row.dicom) {
+      EXPECT_EQ(FailureOf([&] { parser.Parse(nullptr); }), "The parser buffer is NULL.");
+      continue;
+    }
+    EXPECT_EQ(parser.StartOffset(), row.start);
+    EXPECT_EQ(parser.HeaderSyntax(), (SyntaxRecord{kByteOrderUnset, row.vrKind}));
   }
-  Parser withoutReader(nullptr, kExplicit, TestDictionary());
-  EXPECT_EQ(FailureOf([&] { withoutReader.Parse(nullptr); }), "The parser buffer is NULL.");
+}
+
+TEST(FileParser, NamesAndOpenFailures) {
+  const TempFolder folder;
+  folder.Write("image.dcm", StartingWith(0));
+  folder.Write("a.b/image.dcm", StartingWith(0));
+  EXPECT_TRUE(FileParser().Open(ToWide(folder.Path("image"))));  // ".dcm" appended to a name without dot
+  const auto failure = [](const std::u16string& name) { return FailureOf([&] { FileParser().Open(name); }); };
+  const auto cannotOpen = [](const std::string& name, const char* error) {
+    return "The " + name + " file cannot be opened. The last error is (in hexa): 0x" + error;
+  };
+  EXPECT_EQ(failure(ToWide(folder.Path("a.b/image"))), cannotOpen(folder.Path("a.b/image"), "2"));  // a dot anywhere
+  EXPECT_EQ(failure(u""), "The name of the file to parse is empty.");
+  EXPECT_EQ(failure(ToWide(folder.Path("none/missing.dcm"))), cannotOpen(folder.Path("none/missing.dcm"), "3"));
+  // Names reach the file system through Windows-1252: one it can't hold is refused, not guessed.
+  EXPECT_EQ(failure(ToWide(folder.Path("")) + u"\u0436.dcm"), cannotOpen(folder.Path("?.dcm"), "459"));
 }
 
 }  // namespace
