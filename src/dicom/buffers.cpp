@@ -146,21 +146,18 @@ std::int32_t BufferReader::ReadSLong() {
   return value;
 }
 
-float BufferReader::ReadFloat(std::uint32_t n) {
+template <typename Real>
+Real BufferReader::ReadReal(std::uint32_t n) {
   CheckBytes(4);
-  float value = 0;
+  Real value = 0;
   PeekPart(&value, n, std::min<std::uint32_t>(n, sizeof value));
   Advance(n);
   return value;
 }
 
-double BufferReader::ReadDouble(std::uint32_t n) {
-  CheckBytes(4);
-  double value = 0;
-  PeekPart(&value, n, std::min<std::uint32_t>(n, sizeof value));
-  Advance(n);
-  return value;
-}
+float BufferReader::ReadFloat(std::uint32_t n) { return ReadReal<float>(n); }
+
+double BufferReader::ReadDouble(std::uint32_t n) { return ReadReal<double>(n); }
 
 std::string BufferReader::ReadString(std::uint32_t n) {
   if (n == 0) return std::string();

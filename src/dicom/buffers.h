@@ -138,6 +138,9 @@ class BufferReader {
                std::uint32_t cursor);
   // Copies up to `count` of the n bytes at the cursor, after the checks of Peek(target, n).
   void PeekPart(void* target, std::uint32_t n, std::uint32_t count) const;
+  // ReadFloat and ReadDouble: checks 4 bytes, reads n, keeps at most the value's width.
+  template <typename Real>
+  Real ReadReal(std::uint32_t n);
   void Advance(std::uint32_t n);
 
   std::uint32_t end_;

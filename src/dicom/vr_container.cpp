@@ -26,6 +26,16 @@ void CheckPixelDataOutputs(std::uint8_t** data, std::uint32_t* length) {
   if (data == nullptr || length == nullptr) THROW_MY_EXCEPTION("The Pixel data buffer pointer is NULL.");
 }
 
+// A sequence or an item: its own description, then, if it holds any, its elements on the lines below.
+std::string& PrintWithItems(const VR& self, const VRContainer& items, std::string& out) {
+  self.VR::Print(out);
+  if (!items.Elements().empty()) {
+    out += "\r\n";
+    items.VRContainer::Print(out);
+  }
+  return out;
+}
+
 }  // namespace
 
 // ---------------------------------------------------------------------------------------------------
@@ -137,14 +147,7 @@ DicomCommand::DicomCommand(bool autoGroupLength) : VRContainer(autoGroupLength) 
 VRSequence::VRSequence(std::string code, std::uint16_t group, std::uint16_t element, std::uint32_t length)
     : VR(std::move(code), group, element, length), VRContainer(false) {}
 
-std::string& VRSequence::Print(std::string& out) const {
-  VR::Print(out);
-  if (!Elements().empty()) {
-    out += "\r\n";
-    VRContainer::Print(out);
-  }
-  return out;
-}
+std::string& VRSequence::Print(std::string& out) const { return PrintWithItems(*this, *this, out); }
 
 std::uint32_t VRSequence::GetLength() const { return VRContainer::GetLength(); }
 
@@ -177,14 +180,7 @@ void VRSequence::GetPixelData(std::uint8_t** data, std::uint32_t* length) const 
 VRSequenceItem::VRSequenceItem(std::uint16_t element, std::uint32_t length)
     : VR("", kItemGroup, element, length), VRContainer(false) {}
 
-std::string& VRSequenceItem::Print(std::string& out) const {
-  VR::Print(out);
-  if (!Elements().empty()) {
-    out += "\r\n";
-    VRContainer::Print(out);
-  }
-  return out;
-}
+std::string& VRSequenceItem::Print(std::string& out) const { return PrintWithItems(*this, *this, out); }
 
 std::uint32_t VRSequenceItem::GetLength() const { return VRContainer::GetLength(); }
 
