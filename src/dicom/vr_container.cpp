@@ -8,6 +8,10 @@
 namespace DicomEngine {
 namespace {
 
+constexpr std::uint32_t TagKey(std::uint16_t group, std::uint16_t element) {
+  return static_cast<std::uint32_t>(group) << 16 | element;
+}
+
 // Groups such as 0x0FFF or 0xFFFF, which stand outside the tag order.
 bool IsUnorderedGroup(std::uint16_t group) { return (group & 0x000F) == 0x000F; }
 
@@ -81,12 +85,17 @@ void VRContainer::WriteValue(BufferWriter& writer) {
 
 void VRContainer::Add(std::unique_ptr<VR> vr, bool checkDuplicate) {
   if (!vr) return;
-  if (checkDuplicate && vr->GetLength() > 0 && Find(vr->Group(), vr->Element()) != nullptr) {
+  if (checkDuplicate && vr->GetLength() > 0 && tags_.contains(TagKey(vr->Group(), vr->Element()))) {
     std::string text;
     vr->Print(text);
     THROW_MY_EXCEPTION_F(256, "Attempt to reinsert an existing VR. \r\nVR= %s", text.c_str());
   }
-  elements_.push_back(std::move(vr));
+  Insert(elements_.end(), std::move(vr));
+}
+
+VRContainer::ElementList::iterator VRContainer::Insert(ElementList::iterator at, std::unique_ptr<VR> vr) {
+  tags_.insert(TagKey(vr->Group(), vr->Element()));
+  return elements_.insert(at, std::move(vr));
 }
 
 void VRContainer::AddSorted(std::unique_ptr<VR> vr) {
@@ -111,11 +120,11 @@ void VRContainer::AddSorted(std::unique_ptr<VR> vr) {
 
   const bool needsGroupLength = autoGroupLength_ && !groupSeen;
   if (at != elements_.end()) {
-    const auto inserted = elements_.insert(at, std::move(vr));
-    if (needsGroupLength) elements_.insert(inserted, MakeGroupLength(group));
+    const auto inserted = Insert(at, std::move(vr));
+    if (needsGroupLength) Insert(inserted, MakeGroupLength(group));
     return;
   }
-  if (needsGroupLength) elements_.push_back(MakeGroupLength(group));
+  if (needsGroupLength) Insert(elements_.end(), MakeGroupLength(group));
   Add(std::move(vr), true);
 }
 

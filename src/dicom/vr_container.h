@@ -15,6 +15,7 @@
 #include <list>
 #include <memory>
 #include <string>
+#include <unordered_set>
 
 #include "dicom/vr.h"
 
@@ -77,7 +78,12 @@ class VRContainer {
   bool AutoGroupLength() const { return autoGroupLength_; }
 
  private:
+  ElementList::iterator Insert(ElementList::iterator at, std::unique_ptr<VR> vr);
+
   ElementList elements_;
+  // The tags present, so that the duplicate check of each Add does not walk the list: parsing a data
+  // set of n elements stays linear in n.
+  std::unordered_set<std::uint32_t> tags_;
   bool autoGroupLength_;
 };
 
