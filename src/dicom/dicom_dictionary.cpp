@@ -1,12 +1,9 @@
 #include "dicom/dicom_dictionary.h"
 
-#include <memory>
-
 #include "foundation/exceptions.h"
 #include "foundation/file_utils.h"
 #include "foundation/text_utils.h"
 #include "foundation/trace.h"
-#include "ondrel/platform/system.h"
 
 namespace DicomEngine {
 namespace {
@@ -51,8 +48,7 @@ DicomDictionary& DicomDictionary::Instance() {
 
 void DicomDictionary::Load(const std::string& fileName) {
   if (fileName.empty()) THROW_MY_EXCEPTION("The DICOM dictionary file name is NULL or empty.");
-  std::string name = fileName;
-  if (name.find('/') == std::string::npos) name = ModuleFolderNarrow() + name;
+  const std::string name = HostRelativePath(fileName);
   if (!fileName_.empty()) {
     if (fileName_ == name) return;
     THROW_MY_EXCEPTION_F(1024,
@@ -62,20 +58,8 @@ void DicomDictionary::Load(const std::string& fileName) {
   }
   fileName_ = name;
 
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(OpenFileAnsi(name.c_str(), "r"), &std::fclose);
-  if (!file) return;
-  std::string line;
-  for (int c = std::fgetc(file.get());; c = std::fgetc(file.get())) {
-    if (c == EOF || c == '\n') {
-      // A text-mode read ends a line at LF and drops the CR before it.
-      if (!line.empty() && line.back() == '\r') line.pop_back();
-      ParseLine(line);
-      line.clear();
-      if (c == EOF) break;
-    } else {
-      line.push_back(static_cast<char>(c));
-    }
-  }
+  // A file that can't be opened is no failure: the dictionary stays empty.
+  ReadTextLines(name, [this](const std::string& line) { ParseLine(line); });
 }
 
 void DicomDictionary::ParseLine(const std::string& line) {

@@ -1,5 +1,6 @@
 #include "foundation/file_utils.h"
 
+#include <memory>
 #include <vector>
 
 #include "foundation/text_utils.h"
@@ -44,6 +45,27 @@ void WriteBuffer(std::FILE* file, const void* data, std::size_t size) {
 
 void CloseFile(std::FILE* file) {
   if (file != nullptr) std::fclose(file);
+}
+
+std::string HostRelativePath(const std::string& name) {
+  return name.find('/') == std::string::npos ? ModuleFolderNarrow() + name : name;
+}
+
+bool ReadTextLines(const std::string& fileName, const std::function<void(const std::string&)>& onLine) {
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(OpenFileAnsi(fileName.c_str(), "r"), &std::fclose);
+  if (!file) return false;
+  std::string line;
+  char piece[4096];
+  while (std::fgets(piece, sizeof piece, file.get()) != nullptr) {
+    line += piece;
+    if (line.back() != '\n') continue;  // a line longer than the piece goes on
+    line.pop_back();
+    if (!line.empty() && line.back() == '\r') line.pop_back();
+    onLine(line);
+    line.clear();
+  }
+  if (!line.empty()) onLine(line);
+  return true;
 }
 
 std::u16string ModuleFolder(HMODULE module) {

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -19,6 +20,14 @@ std::FILE* CreateTargetFile(const std::string& name);
 void WriteBuffer(std::FILE* file, const void* data, std::size_t size);
 // Closes a file; null is allowed.
 void CloseFile(std::FILE* file);
+
+// The full name of a process-wide file such as the settings or the dictionary: a name without '/' is
+// looked for beside the host executable.
+std::string HostRelativePath(const std::string& name);
+// Calls `onLine` for each line of a text file (ANSI name) as a text-mode read gives it: LF ends a line
+// and a CR before it is dropped; a last line without LF counts. False, calling nothing, when the file
+// can't be opened.
+bool ReadTextLines(const std::string& fileName, const std::function<void(const std::string&)>& onLine);
 
 // The folder of a module's path, with the trailing '/'; a null module means the host executable.
 // Empty when the path can't be had.

@@ -1,7 +1,5 @@
 #include "foundation/settings_helper.h"
 
-#include <fstream>
-
 #include "foundation/exceptions.h"
 #include "foundation/file_utils.h"
 
@@ -12,7 +10,7 @@ SettingsHelper& SettingsHelper::Instance() {
 
 void SettingsHelper::Load(const std::string& fileName) {
   if (fileName.empty()) THROW_MY_EXCEPTION("The settings file name is NULL or empty.");
-  const std::string path = fileName.find('/') == std::string::npos ? ModuleFolderNarrow() + fileName : fileName;
+  const std::string path = HostRelativePath(fileName);
   if (!fileName_.empty()) {
     if (fileName_ == path) return;
     THROW_MY_EXCEPTION_F(1024,
@@ -21,10 +19,8 @@ void SettingsHelper::Load(const std::string& fileName) {
                          fileName_.c_str(), path.c_str());
   }
   fileName_ = path;
-  std::ifstream file(path);
-  if (!file) return;
-  std::string line;
-  while (std::getline(file, line)) ScanLine(line);
+  // A file that can't be opened leaves the settings empty: every Get then fails.
+  ReadTextLines(path, [this](const std::string& line) { ScanLine(line); });
 }
 
 std::string SettingsHelper::Get(const std::string& key) const {
