@@ -6,28 +6,35 @@
 #include "ondrel/platform/oleauto.h"
 #include "ondrel/platform/system.h"
 
-bool DateValueToDicom(double value, std::string& date, std::string& time) {
-  // 0.0 is how the workstation objects say "no date".
-  if (value == 0.0) return false;
+namespace {
+
+// The calendar date and time of a date value in the given forms; false for a value that is no
+// calendar time. The buffers have room for any field value, though a calendar time fills fewer.
+bool FormatDateValue(double value, const char* dateFormat, const char* timeFormat, std::string& date,
+                     std::string& time) {
   SYSTEMTIME calendar{};
   if (!VariantTimeToSystemTime(value, &calendar)) return false;
-  // Room for any field value, though a calendar time fills only 8 and 6 characters.
   char dateText[24];
   char timeText[24];
-  std::snprintf(dateText, sizeof dateText, "%04d%02d%02d", calendar.wYear, calendar.wMonth, calendar.wDay);
-  std::snprintf(timeText, sizeof timeText, "%02d%02d%02d", calendar.wHour, calendar.wMinute, calendar.wSecond);
+  std::snprintf(dateText, sizeof dateText, dateFormat, calendar.wYear, calendar.wMonth, calendar.wDay);
+  std::snprintf(timeText, sizeof timeText, timeFormat, calendar.wHour, calendar.wMinute, calendar.wSecond);
   date = dateText;
   time = timeText;
   return true;
 }
 
+}  // namespace
+
+bool DateValueToDicom(double value, std::string& date, std::string& time) {
+  // 0.0 is how the workstation objects say "no date".
+  if (value == 0.0) return false;
+  return FormatDateValue(value, "%04d%02d%02d", "%02d%02d%02d", date, time);
+}
+
 bool DateValueToDisplay(double value, std::u16string& date, std::u16string& time) {
-  SYSTEMTIME calendar{};
-  if (!VariantTimeToSystemTime(value, &calendar)) return false;
-  char dateText[24];
-  char timeText[24];
-  std::snprintf(dateText, sizeof dateText, "%04d/%02d/%02d", calendar.wYear, calendar.wMonth, calendar.wDay);
-  std::snprintf(timeText, sizeof timeText, "%02d:%02d:%02d", calendar.wHour, calendar.wMinute, calendar.wSecond);
+  std::string dateText;
+  std::string timeText;
+  if (!FormatDateValue(value, "%04d/%02d/%02d", "%02d:%02d:%02d", dateText, timeText)) return false;
   date = ToWide(dateText);
   time = ToWide(timeText);
   return true;
