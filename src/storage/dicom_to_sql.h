@@ -1,0 +1,48 @@
+// Between data sets and the workstation's information objects.
+//
+// FillDicomData builds a data set from a patient, a study, a series and an image: how a derived image
+// starts from the attributes of its source. The Fill... functions go the other way, filling the objects
+// from a data set: how an image object learns what its file holds, and what the storage records.
+//
+// A property read that answers anything but S_OK is "not available" and its attribute is skipped.
+// Several conversions are asymmetric on purpose, so that values survive a round trip where the
+// workstation relies on it and keep their historical form where it does not: pixel spacing texts hold
+// the vertical value first while the objects hold the horizontal one first; study and series dates
+// are written in DICOM form, the acquisition date and time as "YYYY/MM/DD" and "HH:MM:SS".
+#pragma once
+
+#include <string>
+
+#include "dicom/vr_container.h"
+#include "ondrel/workstation.h"
+
+class DicomToSQL {
+ public:
+  // Adds to `data`, in tag order, what the four objects know: patient, study, series, image in this
+  // order. Attributes whose dictionary VR the helper for them does not accept are left out. Null
+  // objects are skipped. Throws the engine's failures.
+  static void FillDicomData(IPatientInfoNW* patient, IStudyInfoNW* study, ISeriesInfoNW* series,
+                            IImageInfoNW* image, DicomEngine::DicomData& data);
+
+  // Fill the object from the data set, creating it first when *object is null (the caller then owns
+  // the new reference). Throw "Failed to create PatientInfoNW COM object. HRESULT=%0X" (and so on) when
+  // the object can't be made, "Failed to copy a STRING from VR because is not a string. Group=%u,
+  // Attribute=%u" (and the like for unsigned shorts and signed ints) when an element is not of the
+  // expected class, and the COM failure idiom when a property can't be written.
+  static void FillPatient(const DicomEngine::DicomData& data, IPatientInfoNW** patient);
+  static void FillStudy(const DicomEngine::DicomData& data, IStudyInfoNW** study);
+  static void FillSeries(const DicomEngine::DicomData& data, ISeriesInfoNW** series);
+  // `path` becomes FileName, or a null text when `isStoredFile` (the storage then chooses the name).
+  static void FillImage(const DicomEngine::DicomData& data, IImageInfoNW** image, const std::string& path,
+                        bool isStoredFile);
+};
+
+// The same fills for the objects that describe DICOM media.
+class DicomDirToSQL {
+ public:
+  static void FillDirPatient(const DicomEngine::DicomData& data, IDicomDirPatient** patient);
+  static void FillDirStudy(const DicomEngine::DicomData& data, IDicomDirStudy** study);
+  static void FillDirSeries(const DicomEngine::DicomData& data, IDicomDirSeries** series);
+  static void FillDirImage(const DicomEngine::DicomData& data, IDicomDirImage** image, const std::string& path,
+                           bool isStoredFile);
+};
