@@ -5,6 +5,7 @@
 #include <iostream>
 
 #include "dump_command.h"
+#include "pixels_command.h"
 
 namespace ondrel::cli {
 namespace {
@@ -27,6 +28,8 @@ constexpr std::array kCommands{
             RunHelp},
     Command{"dump", "print the elements of DICOM files as the engine reads them",
             "ondrel dump [--up-to-pixels] FILE...", kDumpHelp, RunDump},
+    Command{"pixels", "write the decoded pixel buffer of a DICOM file", "ondrel pixels FILE -o OUT.raw",
+            kPixelsHelp, RunPixels},
 };
 
 }  // namespace

@@ -8,7 +8,7 @@
 
 #include "command_table.h"
 #include "console_text.h"
-#include "dicom/dicom_dictionary.h"
+#include "host_setup.h"
 #include "dicom/file_parser.h"
 #include "dicom/vr_container.h"
 #include "foundation/exceptions.h"
@@ -122,13 +122,7 @@ int RunDump(std::span<const std::string_view> args) {
   }
   if (files.empty()) throw UsageError{"dump needs at least one FILE"};
 
-  // Beside the executable; a missing dictionary is no failure for the engine, but the user should know
-  // why implicit VR data read as UN.
-  DicomEngine::DicomDictionary& dictionary = DicomEngine::DicomDictionary::Instance();
-  dictionary.Load("dicom_dictionary.txt");
-  if (dictionary.StandardEntryCount() == 0)
-    std::cerr << "ondrel: warning: no dictionary at " << NarrowToConsole(dictionary.LoadedFileName())
-              << "; implicit VR elements read as UN\n";
+  LoadDictionary();
 
   bool allDumped = true;
   for (std::size_t i = 0; i < files.size(); ++i) {

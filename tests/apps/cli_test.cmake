@@ -55,3 +55,17 @@ set(several ${dicom}/ExplVR_LitEndNoMeta.dcm ${dicom}/README.md ${dicom}/MR_smal
 expect_run(1 "^==> [^\n]*ExplVR_LitEndNoMeta.dcm <==\n\\(0008, 0005\\).*\n\n==> [^\n]*README.md <==\n\n==> [^\n]*MR_small.dcm <==\n\\(0002, 0000\\).*\\(7FE0, 0010\\) VR=OW"
            stdout dump ${several})
 expect_run(1 "^ondrel: [^\n]*README.md: It's not a DICOM file[^\n]*\n$" stderr dump ${several})
+
+# ondrel pixels: the loader's buffer, and a line that says what it holds.
+set(raw "${CMAKE_CURRENT_BINARY_DIR}/ondrel_cli_pixels.raw")
+expect_run(2 "pixels needs -o OUT.raw" stderr pixels ${dicom}/CT_small.dcm)
+expect_run(0 "^rows=128 columns=128 samples=1 bits_allocated=16 bits_stored=16 syntax=1.2.840.10008.1.2.1 bytes=32768\n$"
+           stdout pixels ${dicom}/CT_small.dcm -o ${raw})
+file(SIZE ${raw} size)
+if(NOT size EQUAL 32768)
+  message(FATAL_ERROR "ondrel pixels wrote ${size} bytes, expected 32768")
+endif()
+expect_run(0 "rows=1024 columns=256 samples=1 bits_allocated=16 bits_stored=16 syntax=1.2.840.10008.1.2.4.91 bytes=524288"
+           stdout pixels ${dicom}/JPEG2000.dcm -o ${raw})
+expect_run(1 "README.md: It's not a DICOM file" stderr pixels ${dicom}/README.md -o ${raw})
+file(REMOVE ${raw})

@@ -1,0 +1,94 @@
+#include "pixels_command.h"
+
+#include <cstdio>
+#include <iostream>
+#include <memory>
+#include <string>
+
+#include "command_table.h"
+#include "console_text.h"
+#include "foundation/exceptions.h"
+#include "foundation/file_utils.h"
+#include "foundation/text_utils.h"
+#include "host_setup.h"
+#include "ondrel/platform/hresult_exception.h"
+#include "ondrel/study_builder.h"
+#include "sources/image_info_strategies.h"
+#include "sources/image_loader.h"
+
+namespace ondrel::cli {
+namespace {
+
+std::string TextOf(const ImageInfoStrategy::Text& text) {
+  return text.IsNull() ? std::string() : ToNarrow(std::u16string(text.Get(), text.Length()));
+}
+
+// The first image of the file, with its series, study and patient.
+platform::ComPtr<IImageInfoNW> ImageOfFile(const std::string& file) {
+  StudyGraph graph = BuildStudies({file});
+  for (const SkippedFile& skipped : graph.skipped) {
+    std::cerr << "ondrel: " << NarrowToConsole(skipped.path) << ": " << NarrowToConsole(skipped.reason) << "\n";
+  }
+  if (graph.series.empty()) return nullptr;
+  SAFEARRAY* images = nullptr;
+  platform::ThrowIfFailed(graph.series.front()->GetSeriesImages(&images));
+  const std::unique_ptr<SAFEARRAY, HRESULT (*)(SAFEARRAY*)> owner(images, &SafeArrayDestroy);
+  LONG first = 0;
+  platform::ComPtr<IUnknown> element;
+  platform::ThrowIfFailed(SafeArrayGetElement(images, &first, element.GetAddressOf()));
+  platform::ComPtr<IImageInfoNW> image;
+  platform::ThrowIfFailed(element.As(&image));
+  return image;
+}
+
+}  // namespace
+
+int RunPixels(std::span<const std::string_view> args) {
+  std::string input;
+  std::string output;
+  for (std::size_t i = 0; i < args.size(); ++i) {
+    if (args[i] == "-o" || args[i] == "--output") {
+      if (i + 1 == args.size()) throw UsageError{std::string(args[i]) + " needs a file name"};
+      output = args[++i];
+    } else if (args[i].starts_with("-")) {
+      throw UsageError{"unknown option '" + std::string(args[i]) + "'"};
+    } else if (input.empty()) {
+      input = args[i];
+    } else {
+      throw UsageError{"pixels takes one FILE"};
+    }
+  }
+  if (input.empty()) throw UsageError{"pixels needs a FILE"};
+  if (output.empty()) throw UsageError{"pixels needs -o OUT.raw"};
+
+  LoadDictionary();
+  RegisterWorkstation();
+  const platform::ComPtr<IImageInfoNW> image = ImageOfFile(input);
+  if (!image) return kExitFailure;
+
+  ImageInfoWStationStrategy strategy(image.Get());
+  ImageLoader loader;
+  PixelBuffer pixels;
+  bool wasCached = false;
+  loader.Load(&strategy, &pixels, &wasCached);
+
+  std::FILE* file = CreateTargetFile(output);
+  if (file == nullptr) {
+    std::cerr << "ondrel: cannot write " << NarrowToConsole(output) << "\n";
+    return kExitFailure;
+  }
+  const bool written = pixels.size == 0 || std::fwrite(pixels.data, 1, pixels.size, file) == pixels.size;
+  const bool closed = std::fclose(file) == 0;
+  if (!written || !closed) {
+    std::cerr << "ondrel: writing " << NarrowToConsole(output) << " failed\n";
+    std::remove(output.c_str());
+    return kExitFailure;
+  }
+  std::cout << "rows=" << strategy.GetRows() << " columns=" << strategy.GetColumns()
+            << " samples=" << strategy.GetSamplesPerPixel() << " bits_allocated=" << strategy.GetBitsAllocated()
+            << " bits_stored=" << strategy.GetBitsStored() << " syntax=" << TextOf(strategy.GetTransferSyntaxUid())
+            << " bytes=" << pixels.size << "\n";
+  return kExitSuccess;
+}
+
+}  // namespace ondrel::cli

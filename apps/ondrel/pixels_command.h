@@ -1,0 +1,26 @@
+// `ondrel pixels`: the decoded pixel buffer of a DICOM file, as the image loader gives it.
+#pragma once
+
+#include <span>
+#include <string_view>
+
+namespace ondrel::cli {
+
+inline constexpr std::string_view kPixelsHelp =
+    "Builds the workstation's objects for FILE, loads its pixels with the core's image loader (which\n"
+    "parses the whole file and fills the objects from it) and writes the pixel buffer, all frames, as\n"
+    "the loader gives it to OUT.raw: uncompressed data as it stands in the file; JPEG (baseline,\n"
+    "extended, lossless) and JPEG 2000 data decoded to interleaved samples, 8-bit as bytes and deeper\n"
+    "samples as 16-bit little-endian words. Other compressed syntaxes (RLE, JPEG-LS, ...) come out as\n"
+    "their compressed bytes, as the loader leaves them.\n"
+    "\n"
+    "Prints one line: rows, columns, samples per pixel, bits allocated and bits stored as the objects\n"
+    "hold them after loading, the transfer syntax UID, and the buffer's size in bytes:\n"
+    "  rows=512 columns=512 samples=1 bits_allocated=16 bits_stored=12 syntax=1.2.840.10008.1.2.4.70 bytes=524288\n"
+    "\n"
+    "Options:\n"
+    "  -o, --output OUT.raw  where to write the buffer (required); an existing file is replaced";
+
+int RunPixels(std::span<const std::string_view> args);
+
+}  // namespace ondrel::cli
