@@ -66,15 +66,22 @@ const EncoderInfo* FindEncoder(const GUID& clsid);
 // not by its name, into `picture` in the pixel format closest to the file's (a paletted PNG stays
 // 8bppIndexed, a grey JPEG becomes 8bppIndexed with a grey palette, RGB becomes 24bppRGB, RGBA
 // 32bppARGB). Returns false with a reason in `error` when the file is missing, unknown or corrupt.
+// A file cut short is refused rather than shown in part, as is any damage the format lets a reader
+// detect and a header that claims more pixels than its file can hold or than a gigabyte of bits.
+// On failure `picture` is left as it was. An indexed picture has a palette entry for every index
+// its bits use.
 bool LoadPictureFile(const std::u16string& path, Picture& picture, std::string& error);
 
 // Writes `picture` (any format ConvertPicture accepts) to `path` in `format`. Lossless formats keep every
-// pixel; GIF keeps every pixel of a picture with at most 256 colours. Returns false with a reason in
-// `error` when the file cannot be written.
+// pixel; GIF keeps every pixel of a picture with at most 256 colours, and as it has one fully
+// transparent colour only, a pixel of any other alpha is written opaque; JPEG drops alpha. Returns
+// false with a reason in `error` when the file cannot be written. The file is written whole beside
+// `path` and then renamed over it, so a failure leaves an existing file as it was and no partial file.
 bool SavePictureFile(const Picture& picture, FileFormat format, const std::u16string& path, std::string& error);
 
 // Converts any of the formats above to `targetFormat`, which is kFormat24bppRGB or kFormat32bppARGB.
-// Returns none for a source format it does not know.
+// Returns none for a source format it does not know, or when the stride or bits are too short for the
+// rows. Alpha is dropped, not composited, on the way to 24bppRGB.
 std::optional<Picture> ConvertPicture(const Picture& picture, std::uint32_t targetFormat);
 
 }  // namespace ondrel::platform::picture
