@@ -23,7 +23,18 @@ constexpr std::uint64_t kLargestBlock = std::numeric_limits<std::uint32_t>::max(
 // ---------------------------------------------------------------------------------------------------
 // MultiChunkBuffer
 
+ChunkSource::~ChunkSource() = default;
+
 MultiChunkBuffer::~MultiChunkBuffer() = default;
+
+void MultiChunkBuffer::AddSourceChunk(std::shared_ptr<ChunkSource> source, std::uint64_t offset, std::uint32_t size) {
+  if (!source) return;
+  Chunk chunk;
+  chunk.size = size;
+  chunk.source = std::move(source);
+  chunk.sourceOffset = offset;
+  chunks_.push_back(std::move(chunk));
+}
 
 void MultiChunkBuffer::AddChunk(std::uint8_t* data, std::uint32_t size, bool owned) {
   Chunk chunk;
@@ -49,6 +60,7 @@ BufferReader::BufferReader(const MultiChunkBuffer& buffer)
     : end_(buffer.TotalSize()), table_(), parent_(nullptr), cursor_(0) {
   auto table = std::make_shared<ChunkTable>();
   table->chunks = buffer.Chunks();
+  table->loaded.resize(table->chunks.size());
   table->ends.reserve(table->chunks.size());
   std::uint64_t position = 0;
   for (const MultiChunkBuffer::Chunk& chunk : table->chunks) {
@@ -84,20 +96,62 @@ void BufferReader::PeekPart(void* target, std::uint32_t n, std::uint32_t count) 
   const auto found = std::upper_bound(ends.begin(), ends.end(), static_cast<std::uint64_t>(cursor_));
   if (found == ends.end()) THROW_MY_EXCEPTION("Cannot find the next memory chunk.");
 
-  std::size_t index = static_cast<std::size_t>(found - ends.begin());
-  const std::vector<MultiChunkBuffer::Chunk>& chunks = table_->chunks;
-  std::uint64_t offset = cursor_ - (ends[index] - chunks[index].size);
-  auto* out = static_cast<std::uint8_t*>(target);
+  // If the chunks end before `count` bytes, the copy stops there.
+  const std::uint64_t available = ends.back() - cursor_;
+  table_->Copy(cursor_, static_cast<std::uint8_t*>(target),
+               static_cast<std::uint32_t>(std::min<std::uint64_t>(count, available)));
+}
+
+const std::uint8_t* BufferReader::ChunkTable::BytesOf(std::size_t index) const {
+  const MultiChunkBuffer::Chunk& chunk = chunks[index];
+  if (!chunk.source) return chunk.data.get();
+  if (!loaded[index]) {
+    std::shared_ptr<std::uint8_t[]> bytes(new std::uint8_t[chunk.size]);
+    chunk.source->Read(chunk.sourceOffset, bytes.get(), chunk.size);
+    loaded[index] = std::move(bytes);
+  }
+  return loaded[index].get();
+}
+
+void BufferReader::ChunkTable::Copy(std::uint64_t position, std::uint8_t* target, std::uint32_t count) const {
+  std::size_t index = static_cast<std::size_t>(std::upper_bound(ends.begin(), ends.end(), position) - ends.begin());
+  std::uint64_t offset = position - (ends[index] - chunks[index].size);
   std::uint32_t left = count;
   while (left > 0 && index < chunks.size()) {
     const MultiChunkBuffer::Chunk& chunk = chunks[index];
     const auto take = static_cast<std::uint32_t>(std::min<std::uint64_t>(left, chunk.size - offset));
-    if (take > 0) std::memcpy(out, chunk.data.get() + offset, take);
-    out += take;
+    if (chunk.source && !loaded[index] && offset == 0 && take == chunk.size) {
+      // Whole chunks not yet in memory: one read into the target for the run of them.
+      std::uint32_t run = take;
+      std::size_t next = index + 1;
+      while (next < chunks.size() && left - run > 0 && chunks[next].source == chunk.source && !loaded[next] &&
+             chunks[next].sourceOffset == chunk.sourceOffset + run && chunks[next].size <= left - run) {
+        run += chunks[next].size;
+        ++next;
+      }
+      chunk.source->Read(chunk.sourceOffset, target, run);
+      target += run;
+      left -= run;
+      index = next;
+      continue;
+    }
+    if (take > 0) std::memcpy(target, BytesOf(index) + offset, take);
+    target += take;
     left -= take;
     offset = 0;
     ++index;
   }
+}
+
+BufferReader::Slice BufferReader::TakeSlice(std::uint32_t n) {
+  CheckBytes(n);
+  Slice slice(table_, cursor_, n);
+  Advance(n);
+  return slice;
+}
+
+void BufferReader::Slice::CopyTo(std::uint8_t* target) const {
+  if (size_ > 0) table_->Copy(start_, target, size_);
 }
 
 void BufferReader::Advance(std::uint32_t n) {

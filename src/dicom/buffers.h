@@ -1,8 +1,9 @@
 // The memory that carries DICOM bytes: a file held as a list of chunks, a reading cursor over those
 // chunks, and a growing block into which a data set is written.
 //
-// A file is read into a MultiChunkBuffer of separately allocated chunks (16384 bytes each, see
-// ReadBinaryFileIntoBuffer in foundation/file_utils.h) and never copied into one block. A BufferReader
+// A file is held in a MultiChunkBuffer of chunks of 16384 bytes, each read from the file when a
+// reader first needs it (see ChunkSource and FileParser), or read all at once into separately allocated
+// chunks (ReadBinaryFileIntoBuffer in foundation/file_utils.h); it is never copied into one block. A BufferReader
 // walks those chunks as if they were one run of bytes; for each sequence item it hands out a sub-reader
 // over the same chunks. A BufferWriter is the other direction: one contiguous block that grows as a data
 // set is serialised into it. Multi-byte values are read and written in the machine's little-endian
@@ -25,6 +26,15 @@ namespace DicomEngine {
 // The length of a value or item whose end is marked by a delimiter instead.
 inline constexpr std::uint32_t kUndefinedLength = 0xFFFFFFFF;
 
+// Where the bytes of chunks that are not held in memory come from, a file say: read when first needed.
+class ChunkSource {
+ public:
+  virtual ~ChunkSource();
+  // Copies the `n` bytes at `offset` of the source into `target`. Throws MyException when they can't
+  // all be read ("Failed to read the DICOM file data." for a file).
+  virtual void Read(std::uint64_t offset, std::uint8_t* target, std::uint32_t n) = 0;
+};
+
 // A list of chunks of bytes that is read as one run. Copying a MultiChunkBuffer shares its chunks
 // without copying any byte; a chunk's memory lives as long as any buffer or reader refers to it.
 class MultiChunkBuffer {
@@ -34,6 +44,9 @@ class MultiChunkBuffer {
   struct Chunk {
     std::shared_ptr<std::uint8_t[]> data;
     std::uint32_t size = 0;
+    // For a chunk read on demand: its source and where its bytes stand there; data stays null.
+    std::shared_ptr<ChunkSource> source;
+    std::uint64_t sourceOffset = 0;
   };
 
   MultiChunkBuffer() = default;
@@ -50,6 +63,9 @@ class MultiChunkBuffer {
   // empty, whatever `size` says; a chunk of size 0 is allowed and holds nothing.
   void AddChunk(std::uint8_t* data, std::uint32_t size, bool owned);
 
+  // Appends a chunk of `size` bytes that stand at `offset` of `source`, read when a reader first needs
+  // them. A null source does nothing.
+  void AddSourceChunk(std::shared_ptr<ChunkSource> source, std::uint64_t offset, std::uint32_t size);
   // The sum of the sizes of the chunks, in 32-bit arithmetic (chunks with null data count 0).
   std::uint32_t TotalSize() const;
 
@@ -120,6 +136,12 @@ class BufferReader {
   // "AB" and moves 5. n of 0 gives the empty string.
   std::string ReadString(std::uint32_t n);
 
+  // Takes the next n bytes without copying them: the slice shares the chunks and copies the bytes out
+  // when asked (chunks read on demand are then read straight into the target). Advances like Skip(n),
+  // with its failure.
+  class Slice;
+  Slice TakeSlice(std::uint32_t n);
+
   // A reader for the next `length` bytes: it shares the chunks, its cursor is this cursor, its end is
   // cursor + length and its parent is this reader, which must outlive it. A length above 0xFFFFFFFE
   // (kUndefinedLength) means up to this reader's end. Throws the failure of CheckBytes(length);
@@ -132,6 +154,14 @@ class BufferReader {
   struct ChunkTable {
     std::vector<MultiChunkBuffer::Chunk> chunks;
     std::vector<std::uint64_t> ends;
+    // The chunks of a source read so far, by index; filled as readers need them.
+    mutable std::vector<std::shared_ptr<std::uint8_t[]>> loaded;
+
+    // Copies `count` bytes from `position` on into `target`; the bytes must be within the table.
+    // Chunks of a source that are copied whole are read straight into the target, consecutive ones in
+    // one read; a chunk copied in part is read into memory first and kept.
+    void Copy(std::uint64_t position, std::uint8_t* target, std::uint32_t count) const;
+    const std::uint8_t* BytesOf(std::size_t index) const;
   };
 
   BufferReader(std::shared_ptr<const ChunkTable> table, std::uint32_t end, BufferReader* parent,
@@ -147,6 +177,24 @@ class BufferReader {
   std::shared_ptr<const ChunkTable> table_;
   BufferReader* parent_;
   std::uint32_t cursor_;
+};
+
+// Bytes of a buffer taken by a reader, copied out only when needed. Copying a slice shares the chunks.
+class BufferReader::Slice {
+ public:
+  Slice() = default;
+  std::uint32_t Size() const { return size_; }
+  // Copies the slice's bytes into `target`, which has room for Size() bytes. Throws the source's failure.
+  void CopyTo(std::uint8_t* target) const;
+
+ private:
+  friend class BufferReader;
+  Slice(std::shared_ptr<const ChunkTable> table, std::uint32_t start, std::uint32_t size)
+      : table_(std::move(table)), start_(start), size_(size) {}
+
+  std::shared_ptr<const ChunkTable> table_;
+  std::uint32_t start_ = 0;
+  std::uint32_t size_ = 0;
 };
 
 // A contiguous block, owned, into which a data set is serialised, with a write cursor.

@@ -1,6 +1,7 @@
 #include "dicom/file_parser.h"
 
 #include <cstdio>
+#include <algorithm>
 #include <cstring>
 #include <memory>
 #include <optional>
@@ -17,19 +18,11 @@ constexpr long kPreambleSize = 128;
 constexpr std::uint32_t kPreambleStart = 132;
 // The sixth byte of the data below this, as a signed byte, means implicit VR.
 constexpr signed char kExplicitVRThreshold = 11;
+// A regular file is read on demand in chunks of this size.
+constexpr LONGLONG kChunkSize = 16384;
+constexpr std::size_t kHeaderBufferSize = 512;
 
 using FileCloser = std::unique_ptr<std::FILE, void (*)(std::FILE*)>;
-
-// The whole file is read in 16 KiB chunks; behind stdio's default 4 KiB buffer each chunk costs a
-// system call of its own, which made reading cost more than parsing. A large stream buffer lets a file
-// come in with a few large reads. It is kept per thread, so no file pays for allocating it; a file
-// never stays open beyond Open, so one stream at a time uses it.
-constexpr std::size_t kStreamBufferSize = std::size_t{1} << 20;
-
-char* StreamBuffer() {
-  thread_local const std::unique_ptr<char[]> buffer(new char[kStreamBufferSize]);
-  return buffer.get();
-}
 
 // Opens a wide name for binary reading. Names go to the file system through the ANSI code page, as
 // the platform opens them; a name that code page can't hold is refused rather than turned into another
@@ -41,9 +34,25 @@ std::FILE* OpenForReading(const std::u16string& name) {
     return nullptr;
   }
   std::FILE* file = OpenFileAnsi(narrow->c_str(), "rb");
-  if (file != nullptr) std::setvbuf(file, StreamBuffer(), _IOFBF, kStreamBufferSize);
+  // The header check reads a few bytes; a small buffer keeps it from reading ahead into the pixels.
+  if (file != nullptr) std::setvbuf(file, nullptr, _IOFBF, kHeaderBufferSize);
   return file;
 }
+
+// The chunks of an open file, read on demand. A file that has become shorter since it was opened
+// fails the read rather than giving bytes it no longer has.
+class FileChunks final : public ChunkSource {
+ public:
+  explicit FileChunks(FileCloser file) : file_(std::move(file)) {}
+
+  void Read(std::uint64_t offset, std::uint8_t* target, std::uint32_t n) override {
+    if (ReadFileAt(file_.get(), static_cast<LONGLONG>(offset), target, n) != static_cast<LONGLONG>(n))
+      THROW_MY_EXCEPTION("Failed to read the DICOM file data.");
+  }
+
+ private:
+  FileCloser file_;
+};
 
 [[noreturn]] void ThrowCannotOpen(const std::u16string& name, DWORD lastError) {
   char hex[16];
@@ -93,10 +102,20 @@ bool FileParser::Open(const std::u16string& fileName) {
   header.vrKind = static_cast<signed char>(start[5]) < kExplicitVRThreshold ? kImplicitVR : kExplicitVR;
   SetHeaderSyntax(header);
 
-  if (std::fseek(file.get(), static_cast<long>(startOffset_), SEEK_SET) != 0)
-    THROW_MY_EXCEPTION("Failed to read the DICOM file data.");
   MultiChunkBuffer buffer;
-  if (!ReadBinaryFileIntoBuffer(file.release(), buffer)) THROW_MY_EXCEPTION("Failed to read the DICOM file data.");
+  const LONGLONG size = FileSizeOf(file.get());
+  if (size >= 0) {
+    // A regular file: its chunks are read when the parse first needs them, so a parse up to the
+    // pixel data reads no pixel. The file stays open while the chunks are shared.
+    const auto source = std::make_shared<FileChunks>(std::move(file));
+    for (LONGLONG offset = startOffset_; offset < size; offset += kChunkSize)
+      buffer.AddSourceChunk(source, static_cast<std::uint64_t>(offset),
+                            static_cast<std::uint32_t>(std::min<LONGLONG>(kChunkSize, size - offset)));
+  } else {
+    if (std::fseek(file.get(), static_cast<long>(startOffset_), SEEK_SET) != 0)
+      THROW_MY_EXCEPTION("Failed to read the DICOM file data.");
+    if (!ReadBinaryFileIntoBuffer(file.release(), buffer)) THROW_MY_EXCEPTION("Failed to read the DICOM file data.");
+  }
   SetReader(std::make_unique<BufferReader>(buffer));
   return true;
 }

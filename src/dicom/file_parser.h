@@ -1,5 +1,5 @@
 // The file parser: opens a DICOM file, decides from its first bytes whether it is one and how it is
-// encoded, reads all of it into memory, and leaves the Parser ready to run.
+// encoded, makes all of it the parser's data, and leaves the Parser ready to run.
 //
 // A file is accepted with the 128-byte preamble and "DICM", or without them when its first group reads
 // as 0x0008 (or 0x8000). The header syntax is taken from the sixth byte after that start: in explicit VR
@@ -19,11 +19,15 @@ class FileParser : public Parser {
   // The dictionary serves the parse (see Parser) and must outlive the file parser.
   explicit FileParser(const DicomDictionary& dictionary = DicomDictionary::Instance());
 
-  // Opens `fileName` for binary reading and, if it is a DICOM file, reads the whole file and makes it
+  // Opens `fileName` for binary reading and, if it is a DICOM file, makes the whole file
   // the parser's data, with the header syntax found from its first bytes. A name with no '.' anywhere,
   // folders included, that can't be opened is tried again with ".dcm" appended. Returns false, having
   // read nothing, for a file that is not DICOM by the rule above; the caller reports that as "It's not
-  // a DICOM file or a well formatted DICOM file.". The file is closed before Open returns. Throws
+  // a DICOM file or a well formatted DICOM file.". The bytes of a regular file are read in chunks of
+  // 16384 when the parse first needs them, and long binary values (the pixel data) only when they
+  // are used, so the file stays open until the parser and every value parsed from it are gone, and a
+  // failure to read it ("Failed to read the DICOM file data.") comes from the step that needed the
+  // bytes; any other file (a pipe) is read whole here, and closed. Throws
   // MyException:
   // - "The name of the file to parse is empty.";
   // - "The NAME file cannot be opened. The last error is (in hexa): 0xN", NAME as given and N the

@@ -196,9 +196,7 @@ std::unique_ptr<VR> Parser::ReadItem(Tag sequenceTag, std::uint32_t sequenceLeng
       reader_->Skip(length);
       return nullptr;
     }
-    std::uint8_t* bytes = nullptr;
-    reader_->ReadBytes(&bytes, length);
-    return std::make_unique<VRBinarySequenceItem>(length, std::unique_ptr<std::uint8_t[]>(bytes));
+    return ReadBinary(*reader_, "", kItemGroup, kItemElement, length);
   }
   if (length != kUndefinedLength && !keep) {
     reader_->Skip(length);

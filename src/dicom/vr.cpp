@@ -168,7 +168,21 @@ VRBinary::VRBinary(std::string code, std::uint16_t group, std::uint16_t element,
                    std::unique_ptr<std::uint8_t[]> data)
     : VR(std::move(code), group, element, length), data_(std::move(data)) {}
 
+VRBinary::VRBinary(std::string code, std::uint16_t group, std::uint16_t element, std::uint32_t length,
+                   BufferReader::Slice bytes)
+    : VR(std::move(code), group, element, length), deferred_(std::move(bytes)) {}
+
 VRBinary::~VRBinary() = default;
+
+const std::uint8_t* VRBinary::Data() const {
+  if (deferred_) {
+    std::unique_ptr<std::uint8_t[]> block(new std::uint8_t[deferred_->Size()]);
+    deferred_->CopyTo(block.get());
+    data_ = std::move(block);
+    deferred_.reset();
+  }
+  return data_.get();
+}
 
 std::string& VRBinary::Print(std::string& out) const {
   VR::Print(out);
@@ -177,11 +191,17 @@ std::string& VRBinary::Print(std::string& out) const {
   return out;
 }
 
-void VRBinary::WriteValue(BufferWriter& writer) { writer.WriteBytes(data_.get(), LengthField()); }
+void VRBinary::WriteValue(BufferWriter& writer) { writer.WriteBytes(Data(), LengthField()); }
 
 void VRBinary::GetPixelData(std::uint8_t** data, std::uint32_t* length) const {
   CheckPixelDataOutputs(data, length);
   *length = LengthField();
+  if (deferred_) {
+    std::unique_ptr<std::uint8_t[]> copy(new std::uint8_t[*length]);
+    deferred_->CopyTo(copy.get());
+    *data = copy.release();
+    return;
+  }
   if (!data_) {
     *data = nullptr;
     return;
@@ -193,6 +213,24 @@ void VRBinary::GetPixelData(std::uint8_t** data, std::uint32_t* length) const {
 
 VRBinarySequenceItem::VRBinarySequenceItem(std::uint32_t length, std::unique_ptr<std::uint8_t[]> data)
     : VRBinary("", kItemGroup, kItemElement, length, std::move(data)) {}
+
+VRBinarySequenceItem::VRBinarySequenceItem(std::uint32_t length, BufferReader::Slice bytes)
+    : VRBinary("", kItemGroup, kItemElement, length, std::move(bytes)) {}
+
+std::unique_ptr<VRBinary> ReadBinary(BufferReader& reader, const std::string& code, std::uint16_t group,
+                                     std::uint16_t element, std::uint32_t length) {
+  const bool fragment = group == kItemGroup && element == kItemElement && code.empty();
+  if (length >= kDeferredBinaryLength) {
+    BufferReader::Slice bytes = reader.TakeSlice(length);
+    if (fragment) return std::make_unique<VRBinarySequenceItem>(length, std::move(bytes));
+    return std::make_unique<VRBinary>(code, group, element, length, std::move(bytes));
+  }
+  std::uint8_t* block = nullptr;
+  reader.ReadBytes(&block, length);
+  std::unique_ptr<std::uint8_t[]> data(block);
+  if (fragment) return std::make_unique<VRBinarySequenceItem>(length, std::move(data));
+  return std::make_unique<VRBinary>(code, group, element, length, std::move(data));
+}
 
 // ---------------------------------------------------------------------------------------------------
 // Numbers
@@ -320,13 +358,9 @@ std::unique_ptr<VR> ReadValue(BufferReader& reader, const std::string& code, std
                                           [&] { return reader.ReadUShort(); });
     case ValueKind::kSignedShort:
       return ReadNumbers<SignedShortVR>(reader, code, group, element, length, 2, [&] { return reader.ReadUShort(); });
-    case ValueKind::kBinary: {
+    case ValueKind::kBinary:
       if (length == kUndefinedLength) return nullptr;
-      std::uint8_t* bytes = nullptr;
-      reader.ReadBytes(&bytes, length);
-      std::unique_ptr<std::uint8_t[]> data(bytes);
-      return std::make_unique<VRBinary>(code, group, element, length, std::move(data));
-    }
+      return ReadBinary(reader, code, group, element, length);
     case ValueKind::kSequence:
     case ValueKind::kUnsupported:
       break;

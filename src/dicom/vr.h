@@ -18,6 +18,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -128,31 +129,49 @@ class VRUniqueIdentifier : public VRString {
   void WriteValue(BufferWriter& writer) override;
 };
 
-// Raw bytes. Owns its block, which is null or holds at least LengthField() bytes.
+// Raw bytes. Owns its block, which is null or holds at least LengthField() bytes. A value read from a
+// file may instead keep its bytes in the file until they are first needed (a slice of the reader's
+// buffer): the block is then made on first use, and a failure to read the file is thrown there.
 class VRBinary : public VR, public PixelDataContainer {
  public:
   VRBinary(std::string code, std::uint16_t group, std::uint16_t element, std::uint32_t length,
            std::unique_ptr<std::uint8_t[]> data);
+  // `bytes` holds `length` bytes.
+  VRBinary(std::string code, std::uint16_t group, std::uint16_t element, std::uint32_t length,
+           BufferReader::Slice bytes);
   ~VRBinary() override;
 
-  const std::uint8_t* Data() const { return data_.get(); }
+  // The block; for a value still in its file, read now.
+  const std::uint8_t* Data() const;
 
   // Appends " Value=BINARY Length=[%d<=>0x%x]" with the length twice; the bytes aren't printed.
   std::string& Print(std::string& out) const override;
   // The bytes, LengthField() of them; with a null block, WriteBytes(null) (see BufferWriter).
   void WriteValue(BufferWriter& writer) override;
-  // *length is the length field; *data a copy of the block, or null if the block is null.
+  // *length is the length field; *data a copy of the block, or null if the block is null. A value
+  // still in its file is read straight into the copy.
   void GetPixelData(std::uint8_t** data, std::uint32_t* length) const override;
 
  private:
-  std::unique_ptr<std::uint8_t[]> data_;
+  mutable std::unique_ptr<std::uint8_t[]> data_;
+  mutable std::optional<BufferReader::Slice> deferred_;
 };
 
 // One fragment of encapsulated pixel data: a VRBinary with tag (FFFE,E000) and no code.
 class VRBinarySequenceItem : public VRBinary {
  public:
   VRBinarySequenceItem(std::uint32_t length, std::unique_ptr<std::uint8_t[]> data);
+  VRBinarySequenceItem(std::uint32_t length, BufferReader::Slice bytes);
 };
+
+// Binary values of this length or more are left in the reader's buffer until used (see VRBinary), so
+// that a parse up to the pixel data reads no pixel from the file.
+inline constexpr std::uint32_t kDeferredBinaryLength = 16384;
+
+// A binary value or fragment of `length` bytes at the reader's cursor, taken as a slice when it is long
+// and copied otherwise; the reader moves past it.
+std::unique_ptr<VRBinary> ReadBinary(BufferReader& reader, const std::string& code, std::uint16_t group,
+                                     std::uint16_t element, std::uint32_t length);
 
 // A vector of numbers of type T. Each value prints as " Value=[%d<=>0x%X]" for integers and
 // " Value=[%f<=>0x%f]" for doubles (the second field a float too, as the trace log has always shown
@@ -259,8 +278,8 @@ ValueKind ValueKindOf(std::string_view code);
 //   8 for FD; 2 for US, SS), so a length that isn't a multiple of the width reads one value more than
 //   it holds (US of length 3 reads two values and consumes 4 bytes);
 // - AT: (length - 1) / 4 + 1 pairs, but only if the length is at least 4 (AT of length 2 reads nothing);
-// - binary: ReadBytes(length) into a VRBinary. A binary code with undefined length is a sequence, read
-//   by the parser's sequence reader: here it gives null.
+// - binary: ReadBinary into a VRBinary (long values are left in the buffer until used). A binary code
+//   with undefined length is a sequence, read by the parser's sequence reader: here it gives null.
 // The element's length field is `length` as given. Returns null, reading nothing, for kSequence,
 // kUnsupported and undefined-length binary. Throws the reader's failures for a value that runs past the reader's end.
 std::unique_ptr<VR> ReadValue(BufferReader& reader, const std::string& code, std::uint16_t group,

@@ -468,6 +468,33 @@ std::FILE* OpenFileAnsi(LPCSTR path, LPCSTR mode) {
   return file;
 }
 
+LONGLONG FileSizeOf(std::FILE* file) {
+  struct stat status {};
+  if (file == nullptr || fstat(fileno(file), &status) != 0 || !S_ISREG(status.st_mode)) return -1;
+  return static_cast<LONGLONG>(status.st_size);
+}
+
+LONGLONG ReadFileAt(std::FILE* file, LONGLONG offset, BYTE* target, std::size_t n) {
+  if (file == nullptr || (target == nullptr && n > 0) || offset < 0) {
+    errno = EINVAL;
+    SetLastError(ERROR_INVALID_PARAMETER);
+    return -1;
+  }
+  const int descriptor = fileno(file);
+  std::size_t done = 0;
+  while (done < n) {
+    const ssize_t got = pread(descriptor, target + done, n - done, static_cast<off_t>(offset) + static_cast<off_t>(done));
+    if (got < 0) {
+      if (errno == EINTR) continue;
+      SetLastError(ErrorOfTransfer(errno));
+      return -1;
+    }
+    if (got == 0) break;
+    done += static_cast<std::size_t>(got);
+  }
+  return static_cast<LONGLONG>(done);
+}
+
 void GetLocalTime(SYSTEMTIME* lpSystemTime) {
   if (lpSystemTime == nullptr) return;
   timespec now{};

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstring>
 #include <numeric>
+#include <optional>
 
 #include "foundation/file_utils.h"
 #include "test_support.h"
@@ -68,6 +69,70 @@ TEST(BufferReader, ReadsAcrossChunksEqualReadsWithinOne) {
     reader.Skip(6);
     EXPECT_FALSE(reader.HasBytes(1));
   }
+}
+
+// A source over bytes in memory that counts its reads, and fails from a given offset on.
+struct CountingSource : ChunkSource {
+  std::vector<std::uint8_t> bytes;
+  std::vector<std::pair<std::uint64_t, std::uint32_t>> reads;
+  std::uint64_t failFrom = ~std::uint64_t{0};
+
+  void Read(std::uint64_t offset, std::uint8_t* target, std::uint32_t n) override {
+    reads.emplace_back(offset, n);
+    if (offset + n > failFrom) THROW_MY_EXCEPTION("Failed to read the DICOM file data.");
+    std::memcpy(target, bytes.data() + offset, n);
+  }
+};
+
+// Chunks of 10 bytes over 40 bytes of a source, from its byte 2 on.
+MultiChunkBuffer SourceChunks(const std::shared_ptr<CountingSource>& source) {
+  source->bytes = Pattern(42);
+  MultiChunkBuffer buffer;
+  for (std::uint64_t offset = 2; offset < 42; offset += 10) buffer.AddSourceChunk(source, offset, 10);
+  return buffer;
+}
+
+TEST(BufferReader, ChunksOfASourceAreReadOnceWhenFirstNeededAndWholeOnesStraightIntoTheTarget) {
+  const auto source = std::make_shared<CountingSource>();
+  BufferReader reader(SourceChunks(source));
+  EXPECT_EQ(reader.End(), 40u);
+  EXPECT_TRUE(source->reads.empty());
+
+  EXPECT_EQ(reader.ReadUShort(), 3 | 4 << 8);  // source bytes 2 and 3
+  EXPECT_EQ(reader.ReadUShort(), 5 | 6 << 8);  // the same chunk, not read again
+  ASSERT_EQ(source->reads.size(), 1u);
+  EXPECT_EQ(source->reads[0], std::make_pair(std::uint64_t{2}, 10u));
+
+  reader.Skip(6);
+  std::uint8_t* block = nullptr;
+  reader.ReadBytes(&block, 25);  // two whole chunks in one read, then part of the last one
+  const std::unique_ptr<std::uint8_t[]> owned(block);
+  EXPECT_EQ(std::memcmp(block, source->bytes.data() + 12, 25), 0);
+  ASSERT_EQ(source->reads.size(), 3u);
+  EXPECT_EQ(source->reads[1], std::make_pair(std::uint64_t{12}, 20u));
+  EXPECT_EQ(source->reads[2], std::make_pair(std::uint64_t{32}, 10u));
+}
+
+TEST(BufferReader, SlicesReadNothingUntilCopiedAndASourceFailureComesThen) {
+  const auto source = std::make_shared<CountingSource>();
+  source->failFrom = 30;
+  std::optional<BufferReader::Slice> slice;
+  {
+    BufferReader reader(SourceChunks(source));
+    reader.Skip(4);
+    slice = reader.TakeSlice(16);
+    EXPECT_EQ(reader.Cursor(), 20u);
+    EXPECT_EQ(FailureOf([&] { reader.TakeSlice(21); }), kTooShort);
+  }
+  EXPECT_TRUE(source->reads.empty());
+  std::vector<std::uint8_t> copy(slice->Size());
+  slice->CopyTo(copy.data());  // the slice keeps the chunks after its reader is gone
+  EXPECT_EQ(std::memcmp(copy.data(), source->bytes.data() + 6, 16), 0);
+
+  BufferReader reader(SourceChunks(source));
+  reader.Skip(30);
+  std::uint8_t target[4] = {};
+  EXPECT_EQ(FailureOf([&] { reader.Peek(target, 4); }), "Failed to read the DICOM file data.");
 }
 
 TEST(BufferReader, NarrowReadsAndHugeCounts) {

@@ -4,6 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 
 #include "dcmdump_reference.h"
 #include "dicom/file_parser.h"
@@ -118,6 +122,33 @@ TEST(RealFiles, EachFileGivesWhatDcmdumpGivesUpToWhereTheRulesStop) {
   const ParsedFile bigEndianWithoutMeta("ExplVR_BigEndNoMeta.dcm");
   EXPECT_EQ(bigEndianWithoutMeta.failure, kNoFailure);
   EXPECT_FALSE(bigEndianWithoutMeta.opened);
+}
+
+// A parse up to the pixel data leaves the pixels in the file: they are read when taken, straight from
+// the file, and a file cut short since then fails there.
+TEST(RealFiles, PixelDataIsReadFromTheFileWhenTaken) {
+  const TempFolder folder;
+  std::ifstream in(ONDREL_TEST_DATA_DIR "/sources/CT_small.pixels.raw", std::ios::binary);
+  const std::string reference{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+  for (const bool cut : {false, true}) {
+    const std::string path = folder.Path(cut ? "cut.dcm" : "whole.dcm");
+    std::filesystem::copy_file(ONDREL_TEST_DATA_DIR "/dicom/CT_small.dcm", path);
+    DicomData data(false);
+    FileParser parser;
+    ASSERT_TRUE(parser.Open(ToWide(path)));
+    parser.ParseUpTo(&data, kPixelDataGroup, kPixelDataElement);
+    if (cut) std::filesystem::resize_file(path, 4096);
+    std::uint8_t* pixels = nullptr;
+    std::uint32_t size = 0;
+    if (cut) {
+      EXPECT_EQ(FailureOf([&] { data.GetPixelData(&pixels, &size); }), "Failed to read the DICOM file data.");
+      continue;
+    }
+    data.GetPixelData(&pixels, &size);
+    const std::unique_ptr<std::uint8_t[]> owned(pixels);
+    ASSERT_EQ(size, reference.size());
+    EXPECT_EQ(std::memcmp(pixels, reference.data(), size), 0);
+  }
 }
 
 }  // namespace

@@ -64,6 +64,14 @@ DWORD GetModuleFileNameA(HMODULE hModule, LPSTR lpFilename, DWORD nSize);
 // last error set (as the Windows runtime's fopen leaves a last error behind).
 std::FILE* OpenFileAnsi(LPCSTR path, LPCSTR mode);
 
+// The size of a stream's file, or -1 when the stream is not a regular file (a pipe, a device).
+LONGLONG FileSizeOf(std::FILE* file);
+
+// Reads `n` bytes at `offset` of a stream's file into `target`, whatever the stream's position and
+// buffer, which are left as they are; safe to call from several threads on one stream. Returns the
+// bytes read, short only at the end of the file, or -1 with errno and the last error set.
+LONGLONG ReadFileAt(std::FILE* file, LONGLONG offset, BYTE* target, std::size_t n);
+
 // Local time and UTC, with milliseconds and the day of the week.
 void GetLocalTime(SYSTEMTIME* lpSystemTime);
 void GetSystemTime(SYSTEMTIME* lpSystemTime);
