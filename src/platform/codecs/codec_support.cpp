@@ -100,6 +100,10 @@ std::uint8_t* RunCodec(const unsigned char* source, int sourceLength, bool outpu
   try {
     OutputBlock out;
     if (!decode({source, static_cast<std::size_t>(sourceLength)}, out, errorText)) return nullptr;
+    if (out.Size() == 0) {
+      SetErrorText(errorText, "The code stream holds no samples.");
+      return nullptr;
+    }
     *outLength = static_cast<int>(out.Size());
     return out.Release();
   } catch (const std::bad_alloc&) {

@@ -97,6 +97,10 @@ bool AppendSamples(const opj_image_t& image, OutputBlock& out, char* errorText) 
   }
   const std::uint64_t pixels = std::uint64_t{components[0].w} * components[0].h;
   const std::uint64_t sampleBytes = wide ? 2 : 1;
+  if (pixels == 0) {
+    SetErrorText(errorText, "The JPEG 2000 image is empty.");
+    return false;
+  }
   if (pixels > static_cast<std::uint64_t>(INT32_MAX) / count / sampleBytes) {
     SetErrorText(errorText, "The decoded image is larger than 2 GiB.");
     return false;
