@@ -88,7 +88,7 @@ inline void ExpectFailure(const Result& result) {
   EXPECT_FALSE(result.error.empty());
 }
 
-inline std::string DataPath(const std::string& name) { return std::string(ONDREL_CODEC_TEST_DATA_DIR) + "/" + name; }
+inline std::string DataPath(const std::string& name) { return std::string(ONDREL_TEST_DATA_DIR "/codecs/") + name; }
 
 inline Bytes ReadStream(const std::string& name) {
   std::ifstream file(DataPath(name), std::ios::binary);

@@ -21,7 +21,7 @@ namespace picture_test {
 namespace fs = std::filesystem;
 using namespace ondrel::platform::picture;
 
-inline fs::path Fixture(const std::string& name) { return fs::path(ONDREL_PICTURE_DATA_DIR) / name; }
+inline fs::path Fixture(const std::string& name) { return fs::path(ONDREL_TEST_DATA_DIR "/pictures") / name; }
 
 inline std::vector<std::uint8_t> ReadBytes(const fs::path& path) {
   std::ifstream in(path, std::ios::binary);
