@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <random>
 
 #include "dicom/dicom_dictionary.h"
 #include "sources/image_info_strategies.h"
@@ -35,7 +36,7 @@ class Loader : public ::testing::Test {
 };
 
 TEST_F(Loader, ASecondLoadComesFromTheCacheEvenWhenTheFileHasGone) {
-  const auto copy = std::filesystem::temp_directory_path() / ("ondrel_loader_" + std::to_string(::getpid()) + ".dcm");
+  const auto copy = std::filesystem::temp_directory_path() / ("ondrel_loader_" + std::to_string(std::random_device()()) + ".dcm");
   std::filesystem::copy_file(kFiles + "CT_small.dcm", copy, std::filesystem::copy_options::overwrite_existing);
   Describe(copy.string(), u"1.2.840.10008.1.2.1", 16);
   ImageInfoWStationStrategy strategy(graph.image.Get());

@@ -1,0 +1,102 @@
+// COndrelImpl: the component a host creates (class OndrelImpl). Each method is a frame: it checks its
+// arguments as the interface says, hands the work on, and turns failures into codes with error
+// information (entry/entry_frame.h).
+//
+// Implemented: InitializeTrace. Every other method checks its arguments and then answers E_NOTIMPL
+// (0x80004001) with error information "Not implemented.": the viewport renderer and the image
+// pipeline (RenderImage to ResetImage, Draw and the display operations), export and import, overlays
+// and shutters, measurements, reference lines and synchronisation, MPR, MIP and volume mode come with
+// the work that builds them.
+#pragma once
+
+#include "ondrel/ondrel.h"
+#include "ondrel/platform/errorinfo.h"
+
+class COndrelImpl : public ondrel::platform::ComObject<IOndrel, ISupportErrorInfo> {
+ public:
+  COndrelImpl() = default;
+
+  HRESULT InterfaceSupportsErrorInfo(REFIID riid) override { return riid == IID_IOndrel ? S_OK : S_FALSE; }
+
+  HRESULT RenderImage(IImageInfoNW* pImgInfo, HWND hViewPort, VARIANT_BOOL bKeepPresIntent) override;
+  HRESULT RenderConsultImage(HWND hViewPort, HWND hConsultViewPort, IImageInfoNW* pImgInfo) override;
+  HRESULT Draw(HWND hViewPort) override;
+  HRESULT SelectWindow(HWND hViewPort) override;
+  HRESULT ReleaseWindow(HWND hViewPort) override;
+  HRESULT UnloadImage(BSTR bstrSopInstUID) override;
+  HRESULT PanImage(HWND hViewPort, LONG dx, LONG dy) override;
+  HRESULT MagnifyingGlass(HWND hViewPort, tagPOINT pt) override;
+  HRESULT WindowLevelImage(HWND hViewPort, LONG dx, LONG dy) override;
+  HRESULT ApplyWindowLevelPreset(HWND hViewPort, LONG window, LONG level) override;
+  HRESULT InvertImage(HWND hViewPort) override;
+  HRESULT ApplyColorPalette(HWND hViewPort, ColorPaletteEnum eColorPalette) override;
+  HRESULT GetColorPaletteMode(HWND hViewPort, ColorPaletteEnum* pMode) override;
+  HRESULT ZoomImage(HWND hViewPort, ULONG nZoom) override;
+  HRESULT ZoomImageDynamically(HWND hViewPort, LONG dx, LONG dy) override;
+  HRESULT GetCurrentImageZoom(HWND hViewPort, ULONG* pnZoom) override;
+  HRESULT RotateFlipImage(HWND hViewPort, ImageRotationFlipEnum eRotFlip) override;
+  HRESULT EndInteractiveTool(HWND hViewPort) override;
+  HRESULT ResetImage(BSTR bstrImageSopInstUID, HWND hViewPort) override;
+  HRESULT SaveImageAsFile(HWND hViewPort, BSTR bstrEncoding, BSTR bstrFileName) override;
+  HRESULT SaveImageAsDICOMFile(HWND hViewPort, BSTR bstrFileName, IImageInfoNW* pImgInfo) override;
+  HRESULT SaveConsultImage(HWND hViewPort, IImageInfoNW* pConsultImageInfo) override;
+  HRESULT ImportImageAsDICOMFile(BSTR bstrFileName, IImageInfoNW* pImgInfo) override;
+  HRESULT ToggleOverlaysVisibility() override;
+  HRESULT AreOverlaysVisible(VARIANT_BOOL* pbShow) override;
+  HRESULT ToggleShutter() override;
+  HRESULT IsShutterApplied(VARIANT_BOOL* pbShow) override;
+  HRESULT GetImageHBITMAP(HWND hViewPort, LONG left, LONG top, LONG right, LONG bottom, HBITMAP* phBitmap) override;
+  HRESULT ReleaseHBITMAP(HWND hViewPort) override;
+  HRESULT GetImageCurrentPixelData(HWND hViewPort, BSTR bstrSopInstUID, SHORT nFrameIdx, SAFEARRAY** ppData,
+                                   LONG* pPixelsRows, LONG* pPixelsColumns, VARIANT_BOOL* pbColor) override;
+  HRESULT MeasOnMouseButtonDown(HWND hViewPort, tagPOINT pt, MeasurementsEnum measType,
+                                VARIANT_BOOL* pbProcessed) override;
+  HRESULT MeasOnMouseMove(HWND hViewPort, tagPOINT pt) override;
+  HRESULT MeasOnMouseButtonUp(HWND hViewPort, tagPOINT pt, VARIANT_BOOL* pbComplete) override;
+  HRESULT MeasOnDoubleClick(HWND hViewPort) override;
+  HRESULT DeleteSelectedMeasurement(HWND hViewPort) override;
+  HRESULT DeleteAllMeasurements(HWND hViewPort) override;
+  HRESULT ToggleMeasurementsVisibility(HWND hViewPort) override;
+  HRESULT AreMeasurementsVisible(HWND hViewPort, VARIANT_BOOL* pbShow) override;
+  HRESULT MeasEndInteraction(HWND hViewPort) override;
+  HRESULT Calibrate(HWND hViewPort, VARIANT_BOOL bCancel, double dUserValue, VARIANT_BOOL bApplyToSeries,
+                    VARIANT_BOOL* pvbMissingCalibLine) override;
+  HRESULT SetReferenceLinesMode(ReferenceLinesEnum mode) override;
+  HRESULT GetReferenceLinesMode(ReferenceLinesEnum* pMode) override;
+  HRESULT CalculateReferenceLines(HWND hProjectedViewPort, HWND hProjecteeViewPort) override;
+  HRESULT SetSynchronizeSeriesMode(SynchronizeSeriesEnum mode) override;
+  HRESULT GetSynchronizeSeriesMode(SynchronizeSeriesEnum* pMode) override;
+  HRESULT SynchronizeSeries(HWND hCrtViewPort, HWND hSynchViewPort, VARIANT_BOOL bKeepPresIntent) override;
+  HRESULT CalculateSynchronizeSeriesOffset(HWND hCrtViewPort, HWND hSynchViewPort) override;
+  HRESULT GenerateMprSeries(IImageInfoNW* pImgInfo, ISeriesInfoNW** ppMprSeriesInfo1, ISeriesInfoNW** ppMprSeriesInfo2,
+                            ISeriesInfoNW** ppMprSeriesInfoOblique) override;
+  HRESULT SaveMprSeries(BSTR bstrDescrOrto1, BSTR bstrDescrOrto2, BSTR bstrDescrOblique) override;
+  HRESULT EndMprMode() override;
+  HRESULT GetMprMode(MprOperationsEnum* pMode) override;
+  HRESULT MprOnMouseButtonDown(HWND hViewPort, tagPOINT pt, VARIANT_BOOL* pbProcessed) override;
+  HRESULT MprOnMouseMove(HWND hViewPort, tagPOINT pt, VARIANT_BOOL* pbProcessed) override;
+  HRESULT MprOnMouseButtonUp(HWND hViewPort, tagPOINT pt, VARIANT_BOOL* pbProcessed, VARIANT_BOOL* pbComplete) override;
+  HRESULT MprOnDoubleClick(HWND hViewPort, VARIANT_BOOL* pbProcessed) override;
+  HRESULT GenerateMipSeries(IImageInfoNW* pImgInfo, ISeriesInfoNW** ppMipSeriesInfo) override;
+  HRESULT EndMipMode() override;
+  HRESULT GetMipMode(MipOperationsEnum* pMode) override;
+  HRESULT SetMipMode(MipOperationsEnum mode) override;
+  HRESULT MipOnMouseButtonDown(HWND hViewPort, tagPOINT pt, VARIANT_BOOL* pbProcessed) override;
+  HRESULT MipOnMouseMove(HWND hViewPort, tagPOINT pt, VARIANT_BOOL* pbProcessed) override;
+  HRESULT MipOnMouseButtonUp(HWND hViewPort, tagPOINT pt, VARIANT_BOOL* pbProcessed, VARIANT_BOOL* pbComplete) override;
+  HRESULT MipOnDoubleClick(HWND hViewPort, VARIANT_BOOL* pbProcessed) override;
+  HRESULT MipRotate(HWND hViewPort, LONG dx, LONG dy) override;
+  HRESULT GenerateVolumeSeries(IImageInfoNW* pImgInfo, ISeriesInfoNW** ppVolumeSeriesInfo, LONG lMinThreshold,
+                               LONG lMaxThreshold) override;
+  HRESULT StartVolumeMode(HWND hViewPort, VARIANT_BOOL* vbInit3DSuccess) override;
+  HRESULT EndVolumeMode() override;
+  HRESULT GetVolumeMode(LONG* pMode) override;
+  HRESULT VolumeApplyThreshold(IImageInfoNW* pImgInfo, HWND hViewPort, LONG lMinThreshold, LONG lMaxThreshold,
+                               SHORT step) override;
+  HRESULT VolumeOnMouseButtonDown(HWND hViewPort, tagPOINT pt, VARIANT_BOOL* pbProcessed) override;
+  HRESULT VolumeOnMouseMove(HWND hViewPort, tagPOINT pt, VARIANT_BOOL* pbProcessed) override;
+  HRESULT VolumeOnMouseButtonUp(HWND hViewPort, tagPOINT pt, VARIANT_BOOL* pbProcessed,
+                                VARIANT_BOOL* pbComplete) override;
+  HRESULT VolumeOnDoubleClick(HWND hViewPort, VARIANT_BOOL* pbProcessed) override;
+  HRESULT InitializeTrace(BSTR bstrTraceLogFileName, LONG nTraceLevel) override;
+};
