@@ -6,6 +6,7 @@
 
 #include "dump_command.h"
 #include "pixels_command.h"
+#include "run_command.h"
 
 namespace ondrel::cli {
 namespace {
@@ -30,6 +31,7 @@ constexpr std::array kCommands{
             "ondrel dump [--up-to-pixels] FILE...", kDumpHelp, RunDump},
     Command{"pixels", "write the decoded pixel buffer of a DICOM file", "ondrel pixels FILE -o OUT.raw",
             kPixelsHelp, RunPixels},
+    Command{"run", "drive the core's component from a script", "ondrel run SCRIPT|-", kRunHelp, RunRun},
 };
 
 }  // namespace

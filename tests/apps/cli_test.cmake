@@ -69,3 +69,21 @@ expect_run(0 "rows=1024 columns=256 samples=1 bits_allocated=16 bits_stored=16 s
            stdout pixels ${dicom}/JPEG2000.dcm -o ${raw})
 expect_run(1 "README.md: It's not a DICOM file" stderr pixels ${dicom}/README.md -o ${raw})
 file(REMOVE ${raw})
+
+# ondrel run: the frame checks of every method, through a script; script errors and expectations.
+execute_process(COMMAND ${ONDREL} run ${CMAKE_CURRENT_LIST_DIR}/scripts/frame_checks.ondrel
+                WORKING_DIRECTORY ${CMAKE_CURRENT_LIST_DIR}/../data
+                RESULT_VARIABLE code OUTPUT_VARIABLE out ERROR_VARIABLE err)
+if(NOT code EQUAL 0 OR NOT out MATCHES "all checks answered\n$")
+  message(FATAL_ERROR "ondrel run frame_checks.ondrel: exit ${code}\nstdout: ${out}\nstderr: ${err}")
+endif()
+expect_run(0 "Usage: ondrel run SCRIPT.*Example:" stdout run --help)
+expect_run(2 "run takes one SCRIPT" stderr run)
+set(script "${CMAKE_CURRENT_BINARY_DIR}/ondrel_cli_script.ondrel")
+file(WRITE ${script} "echo one\ncall Frobnicate\n")
+expect_run(2 "ondrel_cli_script.ondrel:2: unknown method 'Frobnicate'" stderr run ${script})
+file(WRITE ${script} "window w 8 8\ncall PanImage w 1\n")
+expect_run(2 ":2: PanImage takes 3 arguments, not 2" stderr run ${script})
+file(WRITE ${script} "echo one\nexpect two\n")
+expect_run(1 ":2: expected \"two\" in: one" stderr run ${script})
+file(REMOVE ${script})

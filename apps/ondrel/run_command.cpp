@@ -1,0 +1,53 @@
+#include "run_command.h"
+
+#include <fstream>
+#include <iostream>
+#include <string>
+
+#include "command_table.h"
+#include "console_text.h"
+#include "foundation/exceptions.h"
+#include "host_setup.h"
+#include "ondrel/module.h"
+#include "ondrel/platform/hresult_exception.h"
+#include "script_host.h"
+
+namespace ondrel::cli {
+
+int RunRun(std::span<const std::string_view> args) {
+  if (args.size() != 1) throw UsageError{"run takes one SCRIPT, or - for standard input"};
+  const std::string name(args[0]);
+  std::ifstream file;
+  if (name != "-") {
+    file.open(name);
+    if (!file) {
+      std::cerr << "ondrel: cannot read " << NarrowToConsole(name) << "\n";
+      return kExitFailure;
+    }
+  }
+  std::istream& in = name == "-" ? std::cin : file;
+
+  LoadDictionary();
+  RegisterWorkstation();
+  platform::ThrowIfFailed(DllRegisterServer());
+  ScriptHost host;
+  std::string line;
+  for (int number = 1; std::getline(in, line); ++number) {
+    const std::string where = "ondrel: " + NarrowToConsole(name) + ":" + std::to_string(number) + ": ";
+    try {
+      host.RunLine(line, std::cout);
+    } catch (const ScriptError& error) {
+      std::cerr << where << error.message << "\n";
+      return kExitUsage;
+    } catch (const ExpectationFailed& failure) {
+      std::cerr << where << "expected \"" << failure.expected << "\" in: " << host.LastOutput() << "\n";
+      return kExitFailure;
+    } catch (const MyException& failure) {
+      std::cerr << where << ToConsole(ReportText(failure)) << "\n";
+      return kExitFailure;
+    }
+  }
+  return kExitSuccess;
+}
+
+}  // namespace ondrel::cli

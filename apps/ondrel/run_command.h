@@ -1,0 +1,54 @@
+// `ondrel run`: drives the component from a script, as a workstation would.
+#pragma once
+
+#include <span>
+#include <string_view>
+
+namespace ondrel::cli {
+
+inline constexpr std::string_view kRunHelp =
+    "Runs SCRIPT (or standard input for -), one command a line, against the core's component, exactly\n"
+    "as a workstation drives it: off-screen windows, workstation objects built from DICOM files, and\n"
+    "calls of the interface's methods. '#' starts a comment; names are the script's own.\n"
+    "\n"
+    "Commands:\n"
+    "  window NAME W H        an off-screen top-level window with a client area of W x H pixels\n"
+    "  resize NAME W H        resizes it; destroy NAME destroys it\n"
+    "  desktop W H            the size of the desktop (1920 x 1080 until set)\n"
+    "  image NAME FILE [N]    the workstation objects of FILE, filled from it; NAME is its image object,\n"
+    "                         of frame N (0 when not given)\n"
+    "  series NAME PATH...    a series built from files and folders; its images are NAME[0], NAME[1], ...\n"
+    "                         in series order\n"
+    "  component main         the component the following calls go to (made on first use)\n"
+    "  call METHOD ARG...     calls an interface method with its arguments in slot order:\n"
+    "                           window and image names; integers (decimal or 0x hex); numbers with a\n"
+    "                           point; texts in double quotes; true or false (or a number) for a boolean;\n"
+    "                           X,Y for a point; enumerators by name (ROTATE_RIGHT) or number; null for a\n"
+    "                           null handle, pointer or text; ? for each out-parameter. Prints one line:\n"
+    "                           METHOD -> 0xHRESULT out=VALUE... [error=\"DESCRIPTION\"]\n"
+    "                         A trailing `as NAME...` names the series the method returns.\n"
+    "  save NAME FILE         writes what window NAME shows (child windows included); the format is\n"
+    "                         chosen by the extension: .png, .bmp, .jpg, .gif, .tif\n"
+    "  type NAME TEXT         types TEXT into the focused edit window of NAME\n"
+    "  expect TEXT            fails the script unless the last output line contains TEXT\n"
+    "  echo TEXT              prints TEXT\n"
+    "\n"
+    "Example:\n"
+    "  window view 512 512\n"
+    "  image ct CT_small.dcm\n"
+    "  call InitializeTrace \"ondrel.log\" 3\n"
+    "  call RenderImage ct view true\n"
+    "  call GetCurrentImageZoom view ?\n"
+    "  expect out=100\n"
+    "  call PanImage null 1 1\n"
+    "  expect error=\"The Ondrel received an invalid window handle.\"\n"
+    "  save view ct.png\n"
+    "\n"
+    "A method that fails is not a script error: its line shows the code and the error description.\n"
+    "Exit status: 0 when every line ran, 1 when an expectation failed or the core failed outside a\n"
+    "call (the line number and the last output go to standard error), 2 for a script error (unknown\n"
+    "command, method or name, wrong argument count; the line number goes to standard error).";
+
+int RunRun(std::span<const std::string_view> args);
+
+}  // namespace ondrel::cli

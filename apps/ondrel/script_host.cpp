@@ -1,0 +1,406 @@
+#include "script_host.h"
+
+#include <charconv>
+#include <cstdio>
+#include <memory>
+#include <ostream>
+
+#include "foundation/text_utils.h"
+#include "ondrel/platform/errorinfo.h"
+#include "ondrel/platform/gdiplus.h"
+#include "ondrel/platform/host_window.h"
+#include "ondrel/study_builder.h"
+
+namespace ondrel::cli {
+namespace {
+
+using namespace Gdiplus;
+using namespace Gdiplus::DllExports;
+
+using Word = ScriptWord;
+
+std::vector<Word> SplitLine(const std::string& line) {
+  std::vector<Word> words;
+  std::size_t i = 0;
+  while (i < line.size()) {
+    if (line[i] == ' ' || line[i] == '\t' || line[i] == '\r') {
+      ++i;
+      continue;
+    }
+    if (line[i] == '#') break;
+    Word word;
+    if (line[i] == '"') {
+      word.quoted = true;
+      ++i;
+      while (i < line.size() && line[i] != '"') {
+        if (line[i] == '\\' && i + 1 < line.size()) ++i;
+        word.text += line[i++];
+      }
+      if (i == line.size()) throw ScriptError{"a quoted text is not closed"};
+      ++i;
+    } else {
+      while (i < line.size() && line[i] != ' ' && line[i] != '\t' && line[i] != '\r') word.text += line[i++];
+    }
+    words.push_back(std::move(word));
+  }
+  return words;
+}
+
+long long Integer(const std::string& word) {
+  long long value = 0;
+  const bool hex = word.size() > 2 && word[0] == '0' && (word[1] == 'x' || word[1] == 'X');
+  const char* first = word.data() + (hex ? 2 : 0);
+  const char* last = word.data() + word.size();
+  const auto [end, error] = std::from_chars(first, last, value, hex ? 16 : 10);
+  if (error != std::errc() || end != last || first == last) throw ScriptError{"'" + word + "' is not an integer"};
+  return value;
+}
+
+int Count(const std::string& word) {
+  const long long value = Integer(word);
+  if (value < 0 || value > 100000) throw ScriptError{"'" + word + "' is not a size"};
+  return static_cast<int>(value);
+}
+
+std::string Hex(HRESULT hr) {
+  char text[16];
+  std::snprintf(text, sizeof text, "0x%08X", static_cast<unsigned>(hr));
+  return text;
+}
+
+std::string ErrorDescription() {
+  platform::ComPtr<IErrorInfo> info;
+  if (GetErrorInfo(0, info.GetAddressOf()) != S_OK) return {};
+  platform::BStr description;
+  info->GetDescription(description.Out());
+  return description.IsNull() ? std::string() : ToNarrow(std::u16string(description.Get(), description.Length()));
+}
+
+std::string Quoted(const std::string& text) {
+  std::string out = "\"";
+  for (const char c : text) {
+    if (c == '"' || c == '\\') out += '\\';
+    out += c;
+  }
+  return out + "\"";
+}
+
+void RequireCount(const std::vector<Word>& words, std::size_t least, std::size_t most) {
+  const std::size_t given = words.size() - 1;
+  if (given < least || given > most)
+    throw ScriptError{words[0].text + " takes " +
+                      (least == most ? std::to_string(least) : std::to_string(least) + " to " + std::to_string(most)) +
+                      " arguments, not " + std::to_string(given)};
+}
+
+// The encoder's MIME type for a file name's extension.
+std::u16string MimeTypeOf(const std::string& file) {
+  const std::size_t dot = file.rfind('.');
+  std::string extension = dot == std::string::npos ? "" : file.substr(dot + 1);
+  for (char& c : extension) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  if (extension == "png") return u"image/png";
+  if (extension == "bmp") return u"image/bmp";
+  if (extension == "jpg" || extension == "jpeg") return u"image/jpeg";
+  if (extension == "gif") return u"image/gif";
+  if (extension == "tif" || extension == "tiff") return u"image/tiff";
+  throw ScriptError{"'" + file + "': the picture format is chosen by the extension .png, .bmp, .jpg, .gif or .tif"};
+}
+
+}  // namespace
+
+ScriptHost::ScriptHost() {
+  const GdiplusStartupInput input;
+  GdiplusStartup(&gdiplusToken_, &input, nullptr);
+}
+
+ScriptHost::~ScriptHost() {
+  images_.clear();
+  series_.clear();
+  components_.clear();
+  for (const auto& [name, window] : windows_) DestroyWindow(window);
+  GdiplusShutdown(gdiplusToken_);
+}
+
+void ScriptHost::RunLine(const std::string& line, std::ostream& out) {
+  const std::vector<Word> words = SplitLine(line);
+  if (words.empty()) return;
+  const std::string& command = words[0].text;
+  if (command == "window") {
+    RequireCount(words, 3, 3);
+    if (windows_.count(words[1].text) != 0) throw ScriptError{"there is a window " + words[1].text + " already"};
+    const HWND window = platform::CreateHostWindow(Count(words[2].text), Count(words[3].text));
+    if (window == nullptr) throw ScriptError{"the window can't be made"};
+    windows_[words[1].text] = window;
+  } else if (command == "resize") {
+    RequireCount(words, 3, 3);
+    platform::ResizeHostWindow(WindowNamed(words[1].text), Count(words[2].text), Count(words[3].text));
+  } else if (command == "destroy") {
+    RequireCount(words, 1, 1);
+    DestroyWindow(WindowNamed(words[1].text));
+    windows_.erase(words[1].text);
+  } else if (command == "desktop") {
+    RequireCount(words, 2, 2);
+    platform::SetDesktopSize(Count(words[1].text), Count(words[2].text));
+  } else if (command == "image") {
+    RequireCount(words, 2, 3);
+    BuildImage(words[1].text, words[2].text, words.size() > 3 ? Count(words[3].text) : 0);
+  } else if (command == "series") {
+    if (words.size() < 3) throw ScriptError{"series takes a name and at least one file or folder"};
+    std::vector<std::string> paths;
+    for (std::size_t i = 2; i < words.size(); ++i) paths.push_back(words[i].text);
+    BuildSeries(words[1].text, paths);
+  } else if (command == "component") {
+    RequireCount(words, 1, 1);
+    if (words[1].text == "dicomdir") throw ScriptError{"this build has no media component yet"};
+    if (words[1].text != "main") throw ScriptError{"component is main or dicomdir, not " + words[1].text};
+    componentName_ = words[1].text;
+  } else if (command == "call") {
+    if (words.size() < 2) throw ScriptError{"call takes a method name"};
+    Call(words, out);
+  } else if (command == "save") {
+    RequireCount(words, 2, 2);
+    SaveWindow(words[1].text, words[2].text);
+  } else if (command == "type") {
+    RequireCount(words, 2, 2);
+    const HWND window = WindowNamed(words[1].text);
+    for (const char c : words[2].text)
+      if (!platform::DeliverCharacterToFocus(window, c))
+        throw ScriptError{"no edit window of " + words[1].text + " has the focus"};
+  } else if (command == "expect") {
+    const std::size_t at = line.find("expect") + 6;
+    std::string expected = line.substr(at);
+    Trim(expected);
+    if (lastOutput_.find(expected) == std::string::npos) throw ExpectationFailed{expected};
+  } else if (command == "echo") {
+    std::string text = line.substr(line.find("echo") + 4);
+    Trim(text);
+    out << text << "\n";
+    lastOutput_ = text;
+  } else {
+    throw ScriptError{"unknown command '" + command + "'"};
+  }
+}
+
+void ScriptHost::Call(const std::vector<Word>& words, std::ostream& out) {
+  const Method* method = FindMethod(words[1].text);
+  if (method == nullptr) throw ScriptError{"unknown method '" + words[1].text + "'"};
+  // A trailing "as NAME..." names the series the call returns, in order.
+  std::size_t end = words.size();
+  std::vector<std::string> seriesNames;
+  for (std::size_t i = 2; i < words.size(); ++i) {
+    if (words[i].text == "as" && !words[i].quoted) {
+      end = i;
+      for (std::size_t j = i + 1; j < words.size(); ++j) seriesNames.push_back(words[j].text);
+      if (seriesNames.empty()) throw ScriptError{"as needs a name"};
+      break;
+    }
+  }
+  const std::size_t given = end - 2;
+  if (given != method->kinds.size())
+    throw ScriptError{std::string(method->name) + " takes " + std::to_string(method->kinds.size()) +
+                      " arguments, not " + std::to_string(given)};
+  std::vector<Value> values(given);
+  for (std::size_t i = 0; i < given; ++i) ParseArgument(method->kinds[i], words[i + 2], values[i]);
+
+  const HRESULT hr = method->call(Component(), values);
+  const std::string description = FAILED(hr) ? ErrorDescription() : std::string();
+
+  std::string line = std::string(method->name) + " -> " + Hex(hr);
+  std::size_t seriesIndex = 0;
+  for (std::size_t i = 0; i < given; ++i) {
+    const Kind kind = method->kinds[i];
+    if (!IsOut(kind)) continue;
+    Value& value = values[i];
+    std::string shown;
+    if (value.null) {
+      shown = "null";
+    } else if (kind == Kind::OutBool) {
+      shown = std::to_string(value.outFlag);
+    } else if (kind == Kind::OutLong) {
+      shown = std::to_string(value.outLong);
+    } else if (kind == Kind::OutULong) {
+      shown = std::to_string(value.outULong);
+    } else if (kind == Kind::OutSeries) {
+      platform::ComPtr<ISeriesInfoNW> series;
+      series.Attach(value.outSeries);
+      if (!series) {
+        shown = "null";
+      } else if (seriesIndex < seriesNames.size()) {
+        shown = seriesNames[seriesIndex];
+        NameSeries(shown, series.Get());
+      } else {
+        shown = "<series>";
+      }
+      ++seriesIndex;
+    } else if (kind == Kind::OutBitmap) {
+      shown = value.outBitmap != nullptr ? "<bitmap>" : "null";
+    } else if (kind == Kind::OutBytes) {
+      LONG upper = -1;
+      if (value.outBytes != nullptr) SafeArrayGetUBound(value.outBytes, 1, &upper);
+      shown = value.outBytes != nullptr ? "<" + std::to_string(upper + 1) + " bytes>" : "null";
+      SafeArrayDestroy(value.outBytes);
+    } else {
+      shown = EnumName(kind, value.outEnum);
+    }
+    line += " out=" + shown;
+  }
+  if (FAILED(hr)) line += " error=" + Quoted(description);
+  out << line << "\n";
+  lastOutput_ = line;
+}
+
+void ScriptHost::ParseArgument(Kind kind, const Word& word, Value& value) const {
+  if (word.text == "null" && !word.quoted) {
+    value.null = true;
+    return;
+  }
+  if (IsOut(kind)) {
+    if (word.text != "?" || word.quoted)
+      throw ScriptError{"an out-parameter is given as ? or null, not '" + word.text + "'"};
+    return;
+  }
+  switch (kind) {
+    case Kind::Window:
+      value.window = WindowNamed(word.text);
+      return;
+    case Kind::Image: {
+      const auto found = images_.find(word.text);
+      if (found == images_.end()) throw ScriptError{"no image named " + word.text};
+      value.image = found->second.Get();
+      return;
+    }
+    case Kind::Long:
+    case Kind::ULong:
+    case Kind::Short:
+      value.number = static_cast<LONG>(Integer(word.text));
+      return;
+    case Kind::Double: {
+      const auto [end, error] = std::from_chars(word.text.data(), word.text.data() + word.text.size(), value.real);
+      if (error != std::errc() || end != word.text.data() + word.text.size())
+        throw ScriptError{"'" + word.text + "' is not a number"};
+      return;
+    }
+    case Kind::Text:
+      if (!word.quoted) throw ScriptError{"a text is given in double quotes, or as null: '" + word.text + "'"};
+      value.text = platform::BStr(ToWide(word.text));
+      return;
+    case Kind::Bool:
+      value.flag = word.text == "true"    ? VARIANT_TRUE
+                   : word.text == "false" ? VARIANT_FALSE
+                                          : static_cast<VARIANT_BOOL>(Integer(word.text));
+      return;
+    case Kind::Point: {
+      const std::size_t comma = word.text.find(',');
+      if (comma == std::string::npos) throw ScriptError{"a point is X,Y, not '" + word.text + "'"};
+      value.point.x = static_cast<LONG>(Integer(word.text.substr(0, comma)));
+      value.point.y = static_cast<LONG>(Integer(word.text.substr(comma + 1)));
+      return;
+    }
+    default: {
+      const std::optional<USHORT> named = EnumValue(kind, word.text);
+      value.enumeration = named ? *named : static_cast<USHORT>(Integer(word.text));
+      return;
+    }
+  }
+}
+
+HWND ScriptHost::WindowNamed(const std::string& name) const {
+  const auto found = windows_.find(name);
+  if (found == windows_.end()) throw ScriptError{"no window named " + name};
+  return found->second;
+}
+
+IOndrel& ScriptHost::Component() {
+  platform::ComPtr<IOndrel>& component = components_[componentName_];
+  if (!component) {
+    const HRESULT hr = CoCreateInstance(CLSID_OndrelImpl, nullptr, CLSCTX_ALL, IID_IOndrel,
+                                        reinterpret_cast<void**>(component.GetAddressOf()));
+    if (FAILED(hr)) throw ScriptError{"the component can't be made: " + Hex(hr) + " " + ErrorDescription()};
+  }
+  return *component.Get();
+}
+
+void ScriptHost::BuildImage(const std::string& name, const std::string& file, int frame) {
+  const StudyGraph graph = BuildStudies({file});
+  if (!graph.skipped.empty()) throw ScriptError{file + ": " + graph.skipped.front().reason};
+  for (const auto& series : graph.series) {
+    SAFEARRAY* images = nullptr;
+    series->GetSeriesImages(&images);
+    const std::unique_ptr<SAFEARRAY, HRESULT (*)(SAFEARRAY*)> owner(images, &SafeArrayDestroy);
+    LONG upper = -1;
+    SafeArrayGetUBound(images, 1, &upper);
+    for (LONG i = 0; i <= upper; ++i) {
+      platform::ComPtr<IUnknown> element;
+      SafeArrayGetElement(images, &i, element.GetAddressOf());
+      platform::ComPtr<IImageInfoNW> image;
+      element.As(&image);
+      USHORT index = 0;
+      if (image && image->GetFrameIndex(&index) == S_OK && index == frame) {
+        images_[name] = image;
+        return;
+      }
+    }
+  }
+  throw ScriptError{file + " has no frame " + std::to_string(frame)};
+}
+
+void ScriptHost::BuildSeries(const std::string& name, const std::vector<std::string>& paths) {
+  const StudyGraph graph = BuildStudies(paths);
+  if (graph.series.empty())
+    throw ScriptError{"no image in the files given" +
+                      (graph.skipped.empty() ? std::string() : ": " + graph.skipped.front().reason)};
+  NameSeries(name, graph.series.front().Get());
+}
+
+void ScriptHost::NameSeries(const std::string& name, ISeriesInfoNW* series) {
+  series_[name] = series;
+  SAFEARRAY* images = nullptr;
+  if (FAILED(series->GetSeriesImages(&images))) return;
+  const std::unique_ptr<SAFEARRAY, HRESULT (*)(SAFEARRAY*)> owner(images, &SafeArrayDestroy);
+  LONG upper = -1;
+  SafeArrayGetUBound(images, 1, &upper);
+  for (LONG i = 0; i <= upper; ++i) {
+    platform::ComPtr<IUnknown> element;
+    SafeArrayGetElement(images, &i, element.GetAddressOf());
+    platform::ComPtr<IImageInfoNW> image;
+    element.As(&image);
+    images_[name + "[" + std::to_string(i) + "]"] = image;
+  }
+}
+
+// What the window shows, children composed, captured as the core captures it and saved through GDI+.
+void ScriptHost::SaveWindow(const std::string& name, const std::string& file) {
+  const HWND window = WindowNamed(name);
+  const std::u16string mime = MimeTypeOf(file);
+  RECT client{};
+  GetClientRect(window, &client);
+  const HDC screen = GetDC(window);
+  const HDC memory = CreateCompatibleDC(screen);
+  const HBITMAP bitmap = CreateCompatibleBitmap(screen, client.right, client.bottom);
+  const HGDIOBJ old = SelectObject(memory, bitmap);
+  BitBlt(memory, 0, 0, client.right, client.bottom, screen, 0, 0, SRCCOPY);
+  SelectObject(memory, old);
+  DeleteDC(memory);
+  ReleaseDC(window, screen);
+
+  UINT count = 0;
+  UINT size = 0;
+  GdipGetImageEncodersSize(&count, &size);
+  std::vector<std::uint8_t> storage(size);
+  auto* encoders = reinterpret_cast<ImageCodecInfo*>(storage.data());
+  GdipGetImageEncoders(count, size, encoders);
+  const ImageCodecInfo* chosen = nullptr;
+  for (UINT i = 0; i < count; ++i)
+    if (mime == encoders[i].MimeType) chosen = &encoders[i];
+
+  GpBitmap* picture = nullptr;
+  GpStatus status = GdipCreateBitmapFromHBITMAP(bitmap, nullptr, &picture);
+  if (status == Ok && chosen != nullptr)
+    status = GdipSaveImageToFile(picture, ToWide(file).c_str(), &chosen->Clsid, nullptr);
+  if (picture != nullptr) GdipDisposeImage(picture);
+  DeleteObject(bitmap);
+  if (status != Ok || chosen == nullptr)
+    throw ScriptError{"'" + file + "' can't be written (status " + std::to_string(status) + ")"};
+}
+
+}  // namespace ondrel::cli

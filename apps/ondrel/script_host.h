@@ -1,0 +1,64 @@
+// The script host of `ondrel run`: a line-by-line language that drives the component exactly as a
+// workstation does (see kRunHelp in run_command.h for the language).
+#pragma once
+
+#include <iosfwd>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "ondrel/ondrel.h"
+#include "ondrel/platform/com.h"
+#include "script_methods.h"
+
+namespace ondrel::cli {
+
+// A script that can't go on: unknown command or method, wrong argument count, unknown name.
+struct ScriptError {
+  std::string message;
+};
+
+// A word of a script line; a quoted word is text whatever it holds ("null" included).
+struct ScriptWord {
+  std::string text;
+  bool quoted = false;
+};
+
+// A failed `expect`.
+struct ExpectationFailed {
+  std::string expected;
+};
+
+class ScriptHost {
+ public:
+  ScriptHost();
+  ~ScriptHost();
+  ScriptHost(const ScriptHost&) = delete;
+  ScriptHost& operator=(const ScriptHost&) = delete;
+
+  // Runs one line (comments and blank lines do nothing), printing to `out`. Throws ScriptError or
+  // ExpectationFailed; a failing method is printed, not thrown.
+  void RunLine(const std::string& line, std::ostream& out);
+  // The output line of the last command that printed one.
+  const std::string& LastOutput() const { return lastOutput_; }
+
+ private:
+  void Call(const std::vector<ScriptWord>& words, std::ostream& out);
+  void ParseArgument(Kind kind, const ScriptWord& word, Value& value) const;
+  void BuildImage(const std::string& name, const std::string& file, int frame);
+  void BuildSeries(const std::string& name, const std::vector<std::string>& paths);
+  void NameSeries(const std::string& name, ISeriesInfoNW* series);
+  void SaveWindow(const std::string& name, const std::string& file);
+  HWND WindowNamed(const std::string& name) const;
+  IOndrel& Component();
+
+  std::map<std::string, HWND> windows_;
+  std::map<std::string, platform::ComPtr<IImageInfoNW>> images_;
+  std::map<std::string, platform::ComPtr<ISeriesInfoNW>> series_;
+  std::map<std::string, platform::ComPtr<IOndrel>> components_;
+  std::string componentName_ = "main";
+  std::string lastOutput_;
+  ULONG_PTR gdiplusToken_ = 0;
+};
+
+}  // namespace ondrel::cli

@@ -1,0 +1,88 @@
+// The interface's methods as the script host calls them: each with the kinds of its parameters in
+// slot order, and a call that takes the script's values.
+#pragma once
+
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "ondrel/ondrel.h"
+#include "ondrel/platform/bstr.h"
+
+namespace ondrel::cli {
+
+enum class Kind {
+  Window,
+  Image,
+  Long,
+  ULong,
+  Short,
+  Double,
+  Text,
+  Bool,
+  Point,
+  Palette,
+  RotationFlip,
+  Measurement,
+  ReferenceLines,
+  Synchronize,
+  MipMode,  // enumerations in
+  OutBool,
+  OutLong,
+  OutULong,
+  OutPalette,
+  OutReferenceLines,
+  OutSynchronize,
+  OutMprMode,
+  OutMipMode,
+  OutSeries,
+  OutBitmap,
+  OutBytes,
+};
+
+bool IsOut(Kind kind);
+
+// One argument of a call. An out-parameter's value lands in the field of its kind; `null` marks an
+// argument given as null (a null handle, pointer, BSTR or out pointer).
+struct Value {
+  bool null = false;
+  HWND window = nullptr;
+  IImageInfoNW* image = nullptr;
+  LONG number = 0;
+  double real = 0.0;
+  platform::BStr text;
+  VARIANT_BOOL flag = 0;
+  tagPOINT point{};
+  USHORT enumeration = 0;
+  // Out values.
+  VARIANT_BOOL outFlag = 0;
+  LONG outLong = 0;
+  ULONG outULong = 0;
+  USHORT outEnum = 0;
+  ISeriesInfoNW* outSeries = nullptr;
+  HBITMAP outBitmap = nullptr;
+  SAFEARRAY* outBytes = nullptr;
+
+  template <class T>
+  T* Out(T& field) {
+    return null ? nullptr : &field;
+  }
+};
+
+struct Method {
+  std::string_view name;
+  std::vector<Kind> kinds;
+  HRESULT (*call)(IOndrel& ondrel, std::span<Value> values);
+};
+
+// Every method of IOndrel, in slot order.
+std::span<const Method> Methods();
+const Method* FindMethod(std::string_view name);
+
+// The enumerators of an enumeration kind (in or out), or none for another kind.
+std::optional<USHORT> EnumValue(Kind kind, std::string_view name);
+std::string EnumName(Kind kind, USHORT value);
+
+}  // namespace ondrel::cli
