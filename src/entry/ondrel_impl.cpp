@@ -405,9 +405,9 @@ HRESULT COndrelImpl::InitializeTrace(BSTR bstrTraceLogFileName, LONG nTraceLevel
   // Taken as unsigned, so a negative level is as far out of range as 5.
   if (static_cast<ULONG>(nTraceLevel) >= 5) return Invalid(u"The Ondrel received an invalid trace level.");
   return entry::RunFrame(CLSID_OndrelImpl, IID_IOndrel, [&] {
-    const std::u16string name =
-        bstrTraceLogFileName != nullptr ? std::u16string(bstrTraceLogFileName, SysStringLen(bstrTraceLogFileName))
-                                        : std::u16string(u"Ondrel.log");
+    const std::u16string name = bstrTraceLogFileName != nullptr
+                                    ? std::u16string(bstrTraceLogFileName, SysStringLen(bstrTraceLogFileName))
+                                    : std::u16string(u"Ondrel.log");
     Trace::Instance().Open(name, static_cast<int>(nTraceLevel));
   });
 }
