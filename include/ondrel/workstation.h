@@ -278,7 +278,7 @@ inline constexpr HRESULT kPropertyNotAvailable = S_FALSE;
 // A missing link (an image added to no series, ...).
 inline constexpr HRESULT OLE_E_BLANK = MakeHResult(0x80040007);
 
-// Adds the eight classes to the class table (program identifiers "Ondrel.PatientInfoNW", ...), or
-// removes them. Registering twice is harmless. Returns the first failure of the class table.
+// Adds the workstation's classes to the class table: the eight information classes (program
+// identifiers "Ondrel.PatientInfoNW", ...) and the two of ondrel/workstation_config.h; or removes them. Registering twice is harmless. Returns the first failure of the class table.
 HRESULT RegisterWorkstationClasses();
 HRESULT UnregisterWorkstationClasses();

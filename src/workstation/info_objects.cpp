@@ -5,6 +5,8 @@
 #include <string>
 
 #include "ondrel/workstation.h"
+#include "ondrel/workstation_config.h"
+#include "workstation/configuration_objects.h"
 #include "workstation/graph.h"
 
 namespace ondrel::workstation {
@@ -149,7 +151,7 @@ struct ClassEntry {
   HRESULT (*registerClass)(REFCLSID, LPCOLESTR);
 };
 
-const std::array<ClassEntry, 8> kClasses = {{
+const std::array<ClassEntry, 10> kClasses = {{
     {&CLSID_PatientInfoNW, u"Ondrel.PatientInfoNW", &platform::RegisterComClass<PatientInfo>},
     {&CLSID_StudyInfoNW, u"Ondrel.StudyInfoNW", &platform::RegisterComClass<StudyInfo>},
     {&CLSID_SeriesInfoNW, u"Ondrel.SeriesInfoNW", &platform::RegisterComClass<SeriesInfo>},
@@ -158,6 +160,8 @@ const std::array<ClassEntry, 8> kClasses = {{
     {&CLSID_DicomDirStudy, u"Ondrel.DicomDirStudy", &platform::RegisterComClass<DicomDirStudy>},
     {&CLSID_DicomDirSeries, u"Ondrel.DicomDirSeries", &platform::RegisterComClass<DicomDirSeries>},
     {&CLSID_DicomDirImage, u"Ondrel.DicomDirImage", &platform::RegisterComClass<DicomDirImage>},
+    {&CLSID_UserPreferences, u"Ondrel.UserPreferences", &RegisterUserPreferencesClass},
+    {&CLSID_GlobalConfiguration, u"Ondrel.GlobalConfiguration", &RegisterGlobalConfigurationClass},
 }};
 
 }  // namespace

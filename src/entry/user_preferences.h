@@ -1,0 +1,77 @@
+// The user's preferences as the drawing code reads them: twenty process-wide variables (fonts of the
+// annotations and overlays, widths and colours of measurements and lines, the magnifying glass), read
+// from the workstation's UserPreferences object at each start of a component object, and the fonts
+// made from them.
+//
+// Every variable starts with its default, so that code running before the first read sees it. Colours
+// are held as the display takes them, red in the low byte (COLORREF); the UserPreferences object keeps
+// them with red in bits 16-23, and they are swapped on reading.
+//
+// The variables take no lock: they are written at start-up and read on the host's user-interface
+// thread, as every call of the core runs.
+#pragma once
+
+#include <string>
+
+#include "ondrel/platform/gdi.h"
+
+// The preferences in reading order, as X(Kind, Name, Default): the key is the name. Kinds: Text
+// (std::string, narrow), Integer (int), Color (COLORREF, its default given as a COLORREF).
+#define ONDREL_USER_PREFERENCES(X)           \
+  X(Text, userAnnotFontName, "Arial")        \
+  X(Integer, userAnnotFontSize, 12)          \
+  X(Text, userOverlaysFontName, "Arial")     \
+  X(Integer, userOverlaysFontSize, 10)       \
+  X(Integer, userMeasGripHandleSize, 3)      \
+  X(Integer, userMeasWidth, 1)               \
+  X(Color, userMeasColor, 65280)             \
+  X(Color, userAnnotForeColor, 16777215)     \
+  X(Color, userAnnotBackgroundColor, 0)      \
+  X(Color, userCalibrationLineColor, 255)    \
+  X(Color, userImageSelectionColor, 65280)   \
+  X(Integer, userRefLineWidth, 1)            \
+  X(Color, userRefLineColor, 65280)          \
+  X(Integer, userMprLineWidth, 1)            \
+  X(Color, userMprLineColor, 65280)          \
+  X(Integer, userMipLineWidth, 1)            \
+  X(Color, userMipLineColor, 65280)          \
+  X(Integer, userMagGlassMagnification, 6)   \
+  X(Integer, userMagGlassWidth, 50)          \
+  X(Integer, userMagGlassHeight, 50)
+
+#define ONDREL_USER_PREFERENCE_TYPE_Text std::string
+#define ONDREL_USER_PREFERENCE_TYPE_Integer int
+#define ONDREL_USER_PREFERENCE_TYPE_Color COLORREF
+
+#define ONDREL_DECLARE_USER_PREFERENCE(Kind, Name, Default) extern ONDREL_USER_PREFERENCE_TYPE_##Kind Name;
+ONDREL_USER_PREFERENCES(ONDREL_DECLARE_USER_PREFERENCE)
+#undef ONDREL_DECLARE_USER_PREFERENCE
+
+// Reads the twenty preferences, in the order of the list. With `createObject` and no process-wide
+// UserPreferences object yet, one is made first; failing that throws MyException with the wide text
+// "The Ondrel failed to create the UserPreferences object. HRESULT=%0X" (the HRESULT in upper-case
+// hexadecimal). With the object each variable takes its typed read, which gives the default for a key
+// the user has not set; without it (`createObject` false and none made before) each takes its default.
+// A failed read throws the COM failure idiom, "COM method failed. HRESULT=%x, File=%s, Line=%d", the
+// variables read before it keeping their new values. The object lives to the end of the process.
+void StartUserPreferences(bool createObject);
+
+// Lets go of the process-wide UserPreferences object, so that the next start with `createObject`
+// makes a new one, which reads the user's file afresh.
+void ReleaseUserPreferences();
+
+// The two fonts the core draws text with.
+enum class UserFont {
+  Annotation,  // measurement labels and text annotations: userAnnotFontName, userAnnotFontSize
+  Overlays,    // the corner texts over an image: userOverlaysFontName, userOverlaysFontSize
+};
+
+// The description of a user font for context `dc`: the face name of the font's preference (cut to the
+// 31 characters a LOGFONT holds), the height -MulDiv(pointSize, GetDeviceCaps(dc, LOGPIXELSY), 72),
+// that is a character height of `pointSize` points, and every other field zero. A `pointSize` of 0
+// takes the size preference of the font. Throws MyException "The User preferences received an invalid
+// parameter." for a null `dc`.
+LOGFONTA UserLogFont(HDC dc, UserFont font, int pointSize = 0);
+// A new font of UserLogFont's description, which the caller deletes with DeleteObject; null when the
+// platform can't make it. Throws as UserLogFont does.
+HFONT CreateUserFont(HDC dc, UserFont font, int pointSize = 0);
