@@ -1,0 +1,240 @@
+#include "image/presentation_intent.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <utility>
+
+#include "foundation/exceptions.h"
+
+namespace {
+
+const char* BareFileName(const char* path) {
+  const char* slash = std::strrchr(path, '/');
+  return slash != nullptr ? slash + 1 : path;
+}
+
+// Called inside a catch block: throws `message` with the failure in flight as its inner exception.
+[[noreturn]] void RethrowAs(const char* message, int line) {
+  char text[1024];
+  std::snprintf(text, sizeof text, "%s File=%s, Line=%d", message, BareFileName(__FILE__), line);
+  try {
+    throw;
+  } catch (const MyException& inner) {
+    throw MyException(std::string(text), inner);
+  } catch (...) {
+    throw MyException(std::string(text));
+  }
+}
+
+const char* BoolText(BYTE flag) { return flag != 0 ? "true" : "false"; }
+
+// Where sample `s` of pixel `p` lies: colour samples in their own plane (planar configuration 1) or
+// slot, taken last to first as everywhere in the display path; grey images use the plain index.
+class ElementIndex {
+ public:
+  ElementIndex(const PixelLayout& layout, std::size_t planeSize)
+      : samples_(static_cast<std::size_t>(std::max(layout.samples, 1))),
+        planeSize_(planeSize),
+        colour_(layout.colour),
+        planar_(layout.colour && layout.planarConfiguration == 1) {}
+
+  // How many samples of a pixel travel on their own.
+  std::size_t Samples() const { return colour_ ? samples_ : 1; }
+  std::size_t Elements() const { return colour_ ? samples_ * planeSize_ : planeSize_; }
+
+  std::size_t operator()(std::size_t p, std::size_t s) const {
+    if (planar_) return (samples_ - s - 1) * planeSize_ + p;
+    if (colour_) return (p + 1) * samples_ - s - 1;
+    return p;
+  }
+
+ private:
+  std::size_t samples_;
+  std::size_t planeSize_;
+  bool colour_;
+  bool planar_;
+};
+
+void SwapElements(BYTE* data, std::size_t a, std::size_t b, std::size_t width) {
+  std::swap_ranges(data + a * width, data + (a + 1) * width, data + b * width);
+}
+
+}  // namespace
+
+void PresentationIntent::Reset() { *this = PresentationIntent{}; }
+
+std::string PresentationIntent::ToTraceText() const {
+  char wl[128] = "NULL";
+  if (windowLevel)
+    std::snprintf(wl, sizeof wl, "\tWindow=%d\tLevel=%d\tStep=%d", windowLevel->window, windowLevel->level,
+                  windowLevel->step);
+  char text[512];
+  std::snprintf(text, sizeof text,
+                "\r\nPresentation Intent:\r\n\tRotation=%d\tFlipX=%s\tFlipY=%s\tZoom=%d\tPanX=%d\tPanY=%d\tInvert=%s"
+                "\r\n\tColorPalette=%d\r\n\tWL:%s\r\n\tImageFilter=%d\tThreshold=%d\r\n",
+                rotation, BoolText(flipX), BoolText(flipY), static_cast<int>(zoom), panX, panY, BoolText(invert),
+                palette, wl, filter, threshold);
+  return text;
+}
+
+void PresentationIntent::UpdateRotationFlip(ImageRotationFlipEnum op) {
+  switch (op) {
+    case ROTATE_RIGHT:
+      rotation = static_cast<SHORT>((rotation + 90) % 360);
+      break;
+    case ROTATE_LEFT: {
+      int turned = (rotation - 90) % 360;
+      if (turned < 0) turned += 360;
+      rotation = static_cast<SHORT>(turned);
+      break;
+    }
+    case FLIP_LR:
+      flipX = flipX != 0 ? 0 : 1;
+      break;
+    case FLIP_UD:
+      flipY = flipY != 0 ? 0 : 1;
+      break;
+    default:
+      break;
+  }
+}
+
+void PresentationIntent::ApplyUserRotationFlip(ImageRotationFlipEnum op) {
+  UpdateRotationFlip(op);
+  if (op == ROTATE_RIGHT || op == ROTATE_LEFT) std::swap(flipX, flipY);
+}
+
+bool RotateFlipPixels(PresentationIntent& intent, PixelBuffer& pixels, const PixelLayout& layout,
+                      ImageRotationFlipEnum op) {
+  if (pixels.data == nullptr || op < ROTATE_RIGHT || op > FLIP_LR || layout.rows <= 0 || layout.columns <= 0)
+    return false;
+  std::size_t rows = static_cast<std::size_t>(layout.rows);
+  std::size_t columns = static_cast<std::size_t>(layout.columns);
+  if (intent.rotation % 180 != 0) std::swap(rows, columns);
+  const std::size_t width = layout.bitsStored < 9 ? 1 : 2;
+  const ElementIndex index(layout, rows * columns);
+  if (index.Elements() * width > pixels.size)
+    THROW_MY_EXCEPTION("The pixel data is smaller than the image it describes.");
+
+  if (op == FLIP_UD || op == FLIP_LR) {
+    intent.UpdateRotationFlip(op);
+    if (op == FLIP_UD) {
+      // An odd middle row stays where it is.
+      for (std::size_t i = 0; i < rows / 2; ++i)
+        for (std::size_t j = 0; j < columns; ++j)
+          for (std::size_t s = 0; s < index.Samples(); ++s)
+            SwapElements(pixels.data, index(i * columns + j, s), index((rows - 1 - i) * columns + j, s), width);
+    } else {
+      for (std::size_t i = 0; i < rows; ++i)
+        for (std::size_t j = 0; j < columns / 2; ++j)
+          for (std::size_t s = 0; s < index.Samples(); ++s)
+            SwapElements(pixels.data, index(i * columns + j, s), index(i * columns + columns - 1 - j, s), width);
+    }
+    return true;
+  }
+
+  // The turned picture is `rows` wide and `columns` high; its plane has the same size.
+  BYTE* turned = new (std::nothrow) BYTE[pixels.size]();
+  if (turned == nullptr) THROW_MY_EXCEPTION("Failed to allocate memory while turning the image pixels.");
+  for (std::size_t i = 0; i < rows; ++i) {
+    for (std::size_t j = 0; j < columns; ++j) {
+      const std::size_t from = i * columns + j;
+      const std::size_t to = op == ROTATE_RIGHT ? j * rows + (rows - 1 - i) : (columns - 1 - j) * rows + i;
+      for (std::size_t s = 0; s < index.Samples(); ++s)
+        std::memcpy(turned + index(to, s) * width, pixels.data + index(from, s) * width, width);
+    }
+  }
+  if (pixels.owned) delete[] pixels.data;
+  pixels.data = turned;
+  pixels.owned = true;
+  intent.UpdateRotationFlip(op);
+  return true;
+}
+
+void ApplyPresentationToPixels(PresentationIntent& intent, PixelBuffer& pixels, const PixelLayout& layout) {
+  // Without pixels there is nothing to replay, and clearing the state first would lose it.
+  if (pixels.data == nullptr) return;
+  const PresentationIntent found = intent;
+  try {
+    switch (intent.rotation) {
+      case 90:
+        intent.rotation = 0;
+        RotateFlipPixels(intent, pixels, layout, ROTATE_RIGHT);
+        break;
+      case 180:
+        intent.rotation = 0;
+        RotateFlipPixels(intent, pixels, layout, ROTATE_RIGHT);
+        RotateFlipPixels(intent, pixels, layout, ROTATE_RIGHT);
+        break;
+      case 270:
+        intent.rotation = 0;
+        RotateFlipPixels(intent, pixels, layout, ROTATE_LEFT);
+        break;
+      default:
+        break;
+    }
+    if (intent.flipX != 0) {
+      intent.flipX = 0;
+      RotateFlipPixels(intent, pixels, layout, FLIP_LR);
+    }
+    if (intent.flipY != 0) {
+      intent.flipY = 0;
+      RotateFlipPixels(intent, pixels, layout, FLIP_UD);
+    }
+  } catch (...) {
+    // A replay cut short must not leave the viewport's state changed.
+    intent.rotation = found.rotation;
+    intent.flipX = found.flipX;
+    intent.flipY = found.flipY;
+    throw;
+  }
+}
+
+RECT CalculateDisplayRect(const RECT& client, const PresentationIntent& intent, LONG rows, LONG columns) {
+  LONG width = columns;
+  LONG height = rows;
+  if (intent.rotation % 180 != 0) std::swap(width, height);
+  RECT display{};
+  if (intent.zoom == 0) {
+    display = {client.left, client.top, client.left + width, client.top + height};
+  } else {
+    const LONG clientWidth = std::abs(client.right - client.left);
+    const LONG clientHeight = std::abs(client.bottom - client.top);
+    // An image without area fits at no size rather than dividing by zero.
+    const float scale =
+        width > 0 && height > 0
+            ? std::min(static_cast<float>(clientWidth) / static_cast<float>(width),
+                       static_cast<float>(clientHeight) / static_cast<float>(height))
+            : 0.0f;
+    const LONG w = static_cast<LONG>(static_cast<float>(width) * scale);
+    const LONG h = static_cast<LONG>(static_cast<float>(height) * scale);
+    display.left = client.left + (clientWidth - w) / 2;
+    display.top = client.top + (clientHeight - h) / 2;
+    display.right = display.left + w;
+    display.bottom = display.top + h;
+    const double z = intent.zoom / 100.0 - 1.0;
+    const LONG ex = static_cast<LONG>(w * z * 0.5);
+    const LONG ey = static_cast<LONG>(h * z * 0.5);
+    display.left -= ex;
+    display.right += ex;
+    display.top -= ey;
+    display.bottom += ey;
+  }
+  display.left += intent.panX;
+  display.right += intent.panX;
+  display.top += intent.panY;
+  display.bottom += intent.panY;
+  return display;
+}
+
+RECT CalculateDisplayRect(HWND window, const PresentationIntent& intent, LONG rows, LONG columns, RECT& client) {
+  try {
+    if (!GetClientRect(window, &client)) THROW_MY_EXCEPTION("Cannot get the client rectangle.");
+    return CalculateDisplayRect(client, intent, rows, columns);
+  } catch (...) {
+    RethrowAs("Failed to calculate the display rectangle.", __LINE__);
+  }
+}

@@ -1,0 +1,349 @@
+#include "image/window_level.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <new>
+#include <string>
+#include <vector>
+
+#include "foundation/exceptions.h"
+#include "image/palettes.h"
+#include "image/presentation_intent.h"
+#include "sources/image_info_strategy.h"
+
+namespace {
+
+const char* BareFileName(const char* path) {
+  const char* slash = std::strrchr(path, '/');
+  return slash != nullptr ? slash + 1 : path;
+}
+
+std::string WithPlace(const char* message, int line) {
+  char text[1024];
+  std::snprintf(text, sizeof text, "%s File=%s, Line=%d", message, BareFileName(__FILE__), line);
+  return text;
+}
+
+// Called inside a catch block: throws `message` with the failure in flight as its inner exception.
+[[noreturn]] void RethrowAs(const char* message, int line) {
+  try {
+    throw;
+  } catch (const MyException& inner) {
+    throw MyException(WithPlace(message, line), inner);
+  } catch (...) {
+    throw MyException(WithPlace(message, line));
+  }
+}
+
+// One stored element: a byte below 9 bits stored, else two little-endian bytes.
+int ElementBytes(int bitsStored) { return bitsStored < 9 ? 1 : 2; }
+
+// Kept as images of this workstation have always been read: YBR_FULL pixels take one byte only when
+// exactly 8 bits are stored.
+int LutElementBytes(int bitsStored, int photometric) {
+  if (photometric == kPhotometricYbrFull) return bitsStored == 8 ? 1 : 2;
+  return ElementBytes(bitsStored);
+}
+
+std::int64_t ReadElement(const BYTE* pixels, std::size_t index, int bytes) {
+  if (bytes == 1) return pixels[index];
+  const BYTE* at = pixels + 2 * index;
+  return static_cast<std::int64_t>(at[0] | (at[1] << 8));
+}
+
+// The sign bit and value range of `bitsStored` bits. No bits stored means no sign and a range of one
+// value, so a broken header can't make the shifts undefined.
+struct BitRange {
+  std::int64_t signBit = 0;
+  std::int64_t range = 1;
+};
+
+BitRange RangeOf(int bitsStored) {
+  const int bits = std::clamp(bitsStored, 0, 32);
+  if (bits == 0) return {};
+  return {std::int64_t{1} << (bits - 1), std::int64_t{1} << bits};
+}
+
+std::size_t Padded(LONG size) { return (static_cast<std::size_t>(size) + 3) & ~std::size_t{3}; }
+
+// Stored value to display byte: sign extension, rescale, window, inversion. The window's byte for a
+// modality value is the entry a LUT of window + 1 bytes would hold for it, computed on the spot.
+class ValueMapper {
+ public:
+  ValueMapper(const LutInput& input, bool invert) : invert_(invert) {
+    const BitRange bits = RangeOf(input.bitsStored);
+    isSigned_ = input.isSigned;
+    signBit_ = bits.signBit;
+    range_ = bits.range;
+    slope_ = static_cast<float>(input.rescaleSlope == 0.0 ? 1.0 : input.rescaleSlope);
+    intercept_ = input.rescaleIntercept;
+    const WindowLevel& wl = input.windowLevel;
+    hasWindow_ = wl.window != 0 || wl.level != 0;
+    const std::int64_t half = wl.window / 2;
+    low_ = wl.level - half;
+    high_ = wl.level + half;
+    lutFactor_ = 255.0 / static_cast<double>(hasWindow_ ? wl.window : range_);
+    noWindowFactor_ = 255.0 / static_cast<double>(range_);
+  }
+
+  BYTE operator()(std::int64_t value) const {
+    if (isSigned_ && (value & signBit_) != 0) value -= range_;
+    BYTE output;
+    if (hasWindow_) {
+      // Single-precision product, double sum: the rounding the displayed values have always had.
+      const int modality = static_cast<int>(static_cast<double>(static_cast<float>(value) * slope_) + intercept_);
+      if (modality <= low_)
+        output = 0;
+      else if (modality >= high_)
+        output = 255;
+      else
+        output = static_cast<BYTE>(static_cast<int>(static_cast<double>(modality - low_) * lutFactor_));
+    } else {
+      // Without a window the stored value itself, not the modality value, is scaled.
+      output = static_cast<BYTE>(static_cast<int>(static_cast<double>(value) * noWindowFactor_));
+    }
+    return invert_ ? static_cast<BYTE>(~output) : output;
+  }
+
+ private:
+  bool invert_;
+  bool isSigned_ = false;
+  std::int64_t signBit_ = 0;
+  std::int64_t range_ = 1;
+  float slope_ = 1.0f;
+  double intercept_ = 0.0;
+  bool hasWindow_ = false;
+  std::int64_t low_ = 0;
+  std::int64_t high_ = 0;
+  double lutFactor_ = 0.0;
+  double noWindowFactor_ = 0.0;
+};
+
+// A filter value back in stored terms, wrapping as an unsigned 32-bit value would.
+std::int64_t StoredFilterValue(LONG modality, double intercept, double slope) {
+  const double stored = (static_cast<double>(modality) - intercept) / slope;
+  return static_cast<std::int64_t>(static_cast<std::uint32_t>(static_cast<std::int64_t>(stored)));
+}
+
+// Without a filter a byte depends on the stored element alone, so a large image is mapped once per
+// possible element value instead of once per sample. Empty when the image maps sample by sample.
+std::size_t ValueTableSize(const LutInput& input, std::size_t samplesToMap) {
+  const std::size_t possibleValues = std::size_t{1} << (8 * LutElementBytes(input.bitsStored, input.photometric));
+  return input.filter == 0 && samplesToMap >= possibleValues ? possibleValues : 0;
+}
+
+void WriteDisplay(const LutInput& input, std::vector<BYTE>& valueTable, BYTE* display) {
+  const BYTE* pixels = input.pixels;
+  const bool colour = IsColourPhotometric(input.photometric);
+  const bool invert = input.invert != (input.photometric == kPhotometricMonochrome1);
+  const ValueMapper map(input, invert);
+  const std::size_t rows = static_cast<std::size_t>(input.rows);
+  const std::size_t columns = static_cast<std::size_t>(input.columns);
+  const std::size_t paddedRows = Padded(input.rows);
+  const std::size_t paddedColumns = Padded(input.columns);
+  const std::size_t samples = static_cast<std::size_t>(std::max(input.samples, 1));
+  const std::size_t planeSize = rows * columns;
+  const bool planar = colour && input.planarConfiguration == 1;
+  const int elementBytes = LutElementBytes(input.bitsStored, input.photometric);
+  const PaletteTable* table = FindPalette(input.palette);
+  const bool paletteOnGrey = input.palette != 0 && !colour;
+  const std::size_t destinationSamples = paletteOnGrey ? 3 : samples;
+
+  const double slope = input.rescaleSlope == 0.0 ? 1.0 : input.rescaleSlope;
+  const bool thresholdFilter = (input.filter & 1) != 0;
+  const bool edgeFilter = (input.filter & 2) != 0;
+  std::int64_t filterLow = 0;
+  std::int64_t filterHigh = 0;
+  if (input.filter != 0) {
+    const PixelRange range = CalculateMinMaxPixelValues(pixels, input.pixelBytes, planeSize, input.bitsStored,
+                                                        input.isSigned, input.rescaleSlope, input.rescaleIntercept);
+    filterLow = StoredFilterValue(range.min, input.rescaleIntercept, slope);
+    filterHigh = StoredFilterValue(range.max, input.rescaleIntercept, slope);
+  }
+  const BitRange bits = RangeOf(input.bitsStored);
+  for (std::size_t v = 0; v < valueTable.size(); ++v) valueTable[v] = map(static_cast<std::int64_t>(v));
+
+  std::size_t rowOffset = (paddedRows - 1) * paddedColumns;
+  for (std::size_t r = 0; r < rows; ++r, rowOffset -= paddedColumns) {
+    const std::size_t rowStart = r * columns;
+    for (std::size_t c = 0; c < columns; ++c) {
+      const std::size_t pixelIndex = rowStart + c;
+      const std::size_t destinationPixel = (rowOffset + c) * destinationSamples;
+      for (std::size_t s = 0; s < samples; ++s) {
+        // Samples are taken last to first, so RGB lands as blue, green, red.
+        std::size_t source = pixelIndex;
+        if (planar)
+          source = (samples - s - 1) * planeSize + pixelIndex;
+        else if (colour)
+          source = (pixelIndex + 1) * samples - s - 1;
+        const std::int64_t raw = ReadElement(pixels, source, elementBytes);
+
+        BYTE output;
+        if (!valueTable.empty()) {
+          output = valueTable[static_cast<std::size_t>(raw)];
+        } else {
+          std::int64_t value = raw;
+          if (thresholdFilter) {
+            // The threshold is a stored value, so the sample is compared with its sign extended.
+            const std::int64_t signedRaw = input.isSigned && (raw & bits.signBit) != 0 ? raw - bits.range : raw;
+            value = signedRaw <= input.threshold ? filterHigh : filterLow;
+          } else if (edgeFilter) {
+            const bool edge = input.edgePoints != nullptr &&
+                              input.edgePoints->count({static_cast<LONG>(c), static_cast<LONG>(r)}) != 0;
+            value = edge ? filterHigh : filterLow;
+          }
+          output = map(value);
+        }
+
+        BYTE* destination = display + destinationPixel + s;
+        if (input.palette == 0) {
+          *destination = output;
+        } else if (!colour) {
+          // A palette value outside the enumeration finds no table: the grey byte fills all three.
+          const PaletteEntry entry = table != nullptr ? (*table)[output] : PaletteEntry{output, output, output};
+          std::memcpy(destination, entry.data(), entry.size());
+        } else if (s == 2 && table != nullptr) {
+          const BYTE previous = destination[-1];
+          const BYTE beforePrevious = destination[-2];
+          const int lum = static_cast<int>(previous * 0.59 + output * 0.3 + beforePrevious * 0.11);
+          const PaletteEntry& entry = (*table)[static_cast<std::size_t>(std::clamp(lum, 0, 255))];
+          std::memcpy(destination - 2, entry.data(), entry.size());
+        } else {
+          *destination = output;
+        }
+      }
+    }
+  }
+}
+
+}  // namespace
+
+PixelRange CalculateMinMaxPixelValues(const BYTE* pixels, std::size_t byteSize, std::size_t count, int bitsStored,
+                                      bool isSigned, double slope, double intercept) {
+  try {
+    PixelRange range;
+    if (pixels == nullptr) return range;
+    const int elementBytes = ElementBytes(bitsStored);
+    const BitRange bits = RangeOf(bitsStored);
+    const std::size_t available = byteSize / static_cast<std::size_t>(elementBytes);
+    const std::size_t samples = std::min(count, available);
+    for (std::size_t i = 0; i < samples; ++i) {
+      std::int64_t sample = ReadElement(pixels, i, elementBytes);
+      if (isSigned && (sample & bits.signBit) != 0) sample -= bits.range;
+      const LONG value = static_cast<LONG>(static_cast<double>(sample) * slope + intercept);
+      range.min = std::min(range.min, value);
+      range.max = std::max(range.max, value);
+    }
+    return range;
+  } catch (...) {
+    RethrowAs("Failed to calculate the image minimum and maximum pixel values.", __LINE__);
+  }
+}
+
+PixelRange CalculateMinMaxPixelValues(ImageInfoStrategy& info, const PixelBuffer& pixels) {
+  try {
+    const std::size_t count = static_cast<std::size_t>(info.GetRows()) * info.GetColumns();
+    const int bitsStored = info.GetBitsStored();
+    const bool isSigned = info.GetPixelRepresentation() != 0;
+    const double slope = info.GetRescaleSlope();
+    const double intercept = info.GetRescaleIntercept();
+    return CalculateMinMaxPixelValues(pixels.data, pixels.size, count, bitsStored, isSigned, slope, intercept);
+  } catch (...) {
+    RethrowAs("Failed to calculate the image minimum and maximum pixel values.", __LINE__);
+  }
+}
+
+WindowLevel InitWindowLevel(ImageInfoStrategy& info, const PixelBuffer& pixels, int photometric) {
+  WindowLevel result;
+  const LONG level = info.GetWindowCenter();
+  const LONG window = info.GetWindowWidth();
+  if (level != 0 && window != 0) {
+    result.window = window;
+    result.level = level;
+  } else if (pixels.data != nullptr && pixels.size != 0) {
+    if (IsColourPhotometric(photometric)) {
+      // A high bit past 30 is no real image; capping it keeps the window a positive 32-bit value.
+      const int highBit = std::min<int>(info.GetHighBit(), 30);
+      result.window = static_cast<LONG>((std::int64_t{2} << highBit) - 1);
+      result.level = result.window / 2;
+    } else {
+      const PixelRange range = CalculateMinMaxPixelValues(info, pixels);
+      result.window = static_cast<LONG>(std::int64_t{range.max} - range.min);
+      result.level = static_cast<LONG>((std::int64_t{range.min} + range.max) / 2);
+    }
+  }
+  // When one of the file's values is missing and there are no pixels, the window stays 0 and 0: the
+  // picture then shows the stored values scaled to 0..255.
+  result.step = result.window / 255;
+  if (result.step == 0) result.step = 1;
+  return result;
+}
+
+std::size_t DisplayBufferSize(const LutInput& input) {
+  if (input.rows <= 0 || input.columns <= 0) return 0;
+  // Samples may be 0 in a header; the pixel copy assumed 1 then, and so does the display.
+  const std::size_t samples = static_cast<std::size_t>(std::max(input.samples, 1));
+  const bool paletteOnGrey = input.palette != 0 && !IsColourPhotometric(input.photometric);
+  return samples * Padded(input.columns) * Padded(input.rows) * (paletteOnGrey ? 3 : 1);
+}
+
+void ApplyWindowLevelLut(const LutInput& input, DisplayBuffer& output) {
+  if (input.pixels == nullptr || input.rows <= 0 || input.columns <= 0) return;
+  const bool colour = IsColourPhotometric(input.photometric);
+  const std::size_t planeSize = static_cast<std::size_t>(input.rows) * static_cast<std::size_t>(input.columns);
+  const std::size_t samples = static_cast<std::size_t>(std::max(input.samples, 1));
+  std::vector<BYTE> valueTable;
+  try {
+    valueTable.resize(ValueTableSize(input, planeSize * samples));
+  } catch (const std::bad_alloc&) {
+    throw MyException(WithPlace("Failed to allocate memory while applying the LUT.", __LINE__));
+  }
+  try {
+    // A grey image reads one element per pixel whatever its samples; a colour image reads them all.
+    const std::size_t elements = colour ? planeSize * samples : planeSize;
+    const std::size_t needed = elements * static_cast<std::size_t>(LutElementBytes(input.bitsStored, input.photometric));
+    if (needed > input.pixelBytes) THROW_MY_EXCEPTION("The pixel data is smaller than the image it describes.");
+
+    const std::size_t size = DisplayBufferSize(input);
+    if (output.bytes == nullptr || output.size < size) {
+      std::unique_ptr<BYTE[]> bytes(new (std::nothrow) BYTE[size]);
+      if (bytes == nullptr) THROW_MY_EXCEPTION("Failed to allocate memory for pixel data.");
+      output.bytes = std::move(bytes);
+      output.size = size;
+    }
+    WriteDisplay(input, valueTable, output.bytes.get());
+  } catch (...) {
+    RethrowAs("Failed to apply the image window and level.", __LINE__);
+  }
+}
+
+void ApplyWindowLevelLut(ImageInfoStrategy& info, const PixelBuffer& pixels, int photometric,
+                         const PresentationIntent& intent, const EdgePointSet* edgePoints, DisplayBuffer& output) {
+  LutInput input;
+  try {
+    input.pixels = pixels.data;
+    input.pixelBytes = pixels.size;
+    input.bitsStored = info.GetBitsStored();
+    input.isSigned = info.GetPixelRepresentation() != 0;
+    input.samples = info.GetSamplesPerPixel();
+    input.planarConfiguration = info.GetPlanarConfiguration();
+    input.rows = info.GetRows();
+    input.columns = info.GetColumns();
+    input.rescaleSlope = info.GetRescaleSlope();
+    input.rescaleIntercept = info.GetRescaleIntercept();
+  } catch (...) {
+    RethrowAs("Failed to apply the image window and level.", __LINE__);
+  }
+  // The pixels are already turned (ApplyPresentationToPixels), so their shape is the turned one.
+  if (intent.rotation % 180 != 0) std::swap(input.rows, input.columns);
+  input.photometric = photometric;
+  input.palette = intent.palette;
+  input.invert = intent.invert != 0;
+  input.filter = intent.filter;
+  input.threshold = intent.threshold;
+  input.edgePoints = edgePoints;
+  if (intent.windowLevel) input.windowLevel = *intent.windowLevel;
+  ApplyWindowLevelLut(input, output);
+}

@@ -1,0 +1,278 @@
+#include "image/window_level.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "image/palettes.h"
+#include "image/presentation_intent.h"
+#include "ondrel/ondrel.h"
+#include "sources/image_info_strategies.h"
+#include "workstation/graph_support.h"
+
+namespace {
+
+using namespace workstation_test;
+
+constexpr BYTE kUnwritten = 0xAA;
+
+// Little-endian 16-bit elements, as a 12- or 16-bit image holds them.
+std::vector<BYTE> Words(std::initializer_list<int> values) {
+  std::vector<BYTE> bytes;
+  for (int v : values) {
+    bytes.push_back(static_cast<BYTE>(v & 0xFF));
+    bytes.push_back(static_cast<BYTE>((v >> 8) & 0xFF));
+  }
+  return bytes;
+}
+
+LutInput Input(const std::vector<BYTE>& pixels, LONG rows, LONG columns, int bits) {
+  LutInput input;
+  input.pixels = pixels.data();
+  input.pixelBytes = pixels.size();
+  input.rows = rows;
+  input.columns = columns;
+  input.bitsStored = bits;
+  input.photometric = kPhotometricMonochrome2;
+  return input;
+}
+
+// Runs the LUT into a caller-owned buffer filled with a marker, so unwritten padding shows.
+std::vector<BYTE> Render(const LutInput& input) {
+  DisplayBuffer buffer;
+  buffer.size = DisplayBufferSize(input);
+  buffer.bytes.reset(new BYTE[buffer.size]);
+  std::fill_n(buffer.bytes.get(), buffer.size, kUnwritten);
+  ApplyWindowLevelLut(input, buffer);
+  return {buffer.bytes.get(), buffer.bytes.get() + buffer.size};
+}
+
+TEST(WindowLevelLut, SignedTwelveBitImageThroughAWindowByHand) {
+  // Stored 0x800 is -2048 (sign on bit 11), 0xF9C is -100. Window 200 at level 0: low -100, high 100,
+  // a value v in between shows as trunc((v + 100) * 255 / 200).
+  const std::vector<BYTE> pixels = Words({0x800, 0xF9C, 0, 100, 0x7FF, 50});
+  LutInput input = Input(pixels, 2, 3, 12);
+  input.isSigned = true;
+  input.windowLevel = {200, 0, 1, 0};
+  const std::vector<BYTE> display = Render(input);
+  ASSERT_EQ(display.size(), 16U);  // 4 x 4 after padding
+  // Bottom-up: the first row lands in the last padded row, the second one above it.
+  const std::vector<BYTE> expected = {kUnwritten, kUnwritten, kUnwritten, kUnwritten,  //
+                                      kUnwritten, kUnwritten, kUnwritten, kUnwritten,  //
+                                      255,        255,        191,        kUnwritten,  //
+                                      0,          0,          127,        kUnwritten};
+  EXPECT_EQ(display, expected);
+
+  // Unsigned, 0x800 is 2048: above the window. A rescale of 0.5 and 10 moves -100 to -40: trunc(76.5).
+  input.isSigned = false;
+  EXPECT_EQ(Render(input)[12], 255);
+  input.isSigned = true;
+  input.rescaleSlope = 0.5;
+  input.rescaleIntercept = 10.0;
+  EXPECT_EQ(Render(input)[13], 76);
+}
+
+TEST(WindowLevelLut, EdgeWindowsAndPolarity) {
+  const std::vector<BYTE> bytes = {9, 10, 11, 128, 255, 0x80};
+  struct Row {
+    const char* holds;
+    WindowLevel wl;
+    bool isSigned;
+    int photometric;
+    bool invert;
+    std::vector<BYTE> firstRowThenSecond;
+  };
+  const std::vector<Row> rows = {
+      {"window 1: 0 at or below the level, 255 above", {1, 10, 1, 1}, false, kPhotometricMonochrome2, false,
+       {0, 0, 255, 255, 255, 255}},
+      {"no window: the stored value times 255/256", {0, 0, 1, 0}, false, kPhotometricMonochrome2, false,
+       {8, 9, 10, 127, 254, 127}},
+      {"no window, signed: -128 gives trunc(-127.5) as a byte", {0, 0, 1, 0}, true, kPhotometricMonochrome2, false,
+       {8, 9, 10, 129, 0, 129}},
+      {"MONOCHROME1 is inverted", {0, 0, 1, 0}, false, kPhotometricMonochrome1, false, {247, 246, 245, 128, 1, 128}},
+      {"MONOCHROME1 inverted once more shows the raw polarity", {0, 0, 1, 0}, false, kPhotometricMonochrome1, true,
+       {8, 9, 10, 127, 254, 127}},
+      {"inverting MONOCHROME2", {1, 10, 1, 1}, false, kPhotometricMonochrome2, true, {255, 255, 0, 0, 0, 0}},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.holds);
+    LutInput input = Input(bytes, 2, 3, 8);
+    input.windowLevel = row.wl;
+    input.isSigned = row.isSigned;
+    input.photometric = row.photometric;
+    input.invert = row.invert;
+    const std::vector<BYTE> display = Render(input);
+    const std::vector<BYTE> shown = {display[12], display[13], display[14], display[8], display[9], display[10]};
+    EXPECT_EQ(shown, row.firstRowThenSecond);
+  }
+}
+
+TEST(WindowLevelLut, PaletteOnGreyTriplesTheBufferAndWritesTableEntries) {
+  const std::vector<BYTE> bytes = {128};
+  LutInput input = Input(bytes, 1, 1, 8);
+  input.palette = COLOR_PALETTE_HOT_IRON;
+  EXPECT_EQ(DisplayBufferSize(input), 48U);
+  const std::vector<BYTE> display = Render(input);
+  // 128 shows as 127 without a window; hot iron 127 is red 254 only, written blue, green, red.
+  EXPECT_EQ(std::vector<BYTE>(display.begin() + 36, display.begin() + 40), (std::vector<BYTE>{0, 0, 254, kUnwritten}));
+}
+
+TEST(WindowLevelLut, ColourSamplesAreWrittenBlueGreenRedAndAPaletteUsesTheirLuminance) {
+  // One RGB pixel 10, 20, 30, no window: each shows as trunc(v * 255 / 256) = 9, 19, 29.
+  for (int planar : {0, 1}) {
+    SCOPED_TRACE(planar);
+    const std::vector<BYTE> bytes = {10, 20, 30};
+    LutInput input = Input(bytes, 1, 1, 8);
+    input.samples = 3;
+    input.planarConfiguration = planar;
+    input.photometric = kPhotometricRgb;
+    std::vector<BYTE> display = Render(input);
+    ASSERT_EQ(display.size(), 48U);
+    EXPECT_EQ(std::vector<BYTE>(display.begin() + 36, display.begin() + 39), (std::vector<BYTE>{29, 19, 9}));
+
+    // lum = (int)(19 * 0.59 + 9 * 0.3 + 29 * 0.11) = (int)17.1; hot iron 17 is red 34.
+    input.palette = COLOR_PALETTE_HOT_IRON;
+    display = Render(input);
+    ASSERT_EQ(display.size(), 48U);
+    EXPECT_EQ(std::vector<BYTE>(display.begin() + 36, display.begin() + 39), (std::vector<BYTE>{0, 0, 34}));
+  }
+}
+
+// A second, plain implementation of the grey mapping, written from the definition: a LUT of
+// window + 1 bytes and a lookup.
+class PlainGrey {
+ public:
+  PlainGrey(int bits, bool isSigned, float slope, double intercept, LONG window, LONG level)
+      : range_(1 << bits), isSigned_(isSigned), slope_(slope), intercept_(intercept),
+        low_(level - window / 2), high_(level + window / 2), lut_(static_cast<std::size_t>(window) + 1) {
+    for (int i = low_; i <= high_; ++i)
+      lut_[i - low_] = static_cast<BYTE>(static_cast<int>((i - low_) * (255.0 / window)));
+  }
+
+  BYTE operator()(int stored) const {
+    int value = stored;
+    if (isSigned_ && (value & (range_ >> 1))) value -= range_;
+    const int modality = static_cast<int>(static_cast<double>(static_cast<float>(value) * slope_) + intercept_);
+    if (modality <= low_) return 0;
+    if (modality >= high_) return 255;
+    return lut_[modality - low_];
+  }
+
+ private:
+  int range_;
+  bool isSigned_;
+  float slope_;
+  double intercept_;
+  int low_;
+  int high_;
+  std::vector<BYTE> lut_;
+};
+
+TEST(WindowLevelLut, LargeImageMatchesAPlainImplementationByteForByte) {
+  // 300 x 301 samples are more than the 65536 stored values, so the image maps through a value table.
+  const LONG rows = 300;
+  const LONG columns = 301;
+  std::mt19937 random(20240611);
+  // Most values land inside a window narrow enough that each modality step shows, where the
+  // single-precision product decides the truncation (90 * 0.7 reaches 63 in float but stays just below
+  // it in double); the rest cover the clamps and the sign.
+  std::uniform_int_distribution<int> inWindow(-400, 400);
+  std::vector<BYTE> bytes;
+  for (LONG i = 0; i < rows * columns; ++i) {
+    const int stored = (i % 4 == 3 ? static_cast<int>(random()) : inWindow(random)) & 0xFFFF;
+    bytes.push_back(static_cast<BYTE>(stored & 0xFF));
+    bytes.push_back(static_cast<BYTE>(stored >> 8));
+  }
+  LutInput input = Input(bytes, rows, columns, 16);
+  input.isSigned = true;
+  input.rescaleSlope = 0.7;
+  input.rescaleIntercept = -3.0;
+  input.windowLevel = {250, 0, 1, 1};
+  const std::vector<BYTE> display = Render(input);
+  const std::size_t paddedColumns = 304;  // 300 rows need no padding
+  const PlainGrey plain(16, true, 0.7f, -3.0, 250, 0);
+  for (LONG r = 0; r < rows; ++r)
+    for (LONG c = 0; c < columns; ++c) {
+      const std::size_t at = static_cast<std::size_t>(r * columns + c) * 2;
+      const int stored = bytes[at] | (bytes[at + 1] << 8);
+      ASSERT_EQ(display[static_cast<std::size_t>(rows - 1 - r) * paddedColumns + static_cast<std::size_t>(c)], plain(stored)) << "row " << r << " column " << c;
+    }
+}
+
+TEST(WindowLevelLut, RefusesPixelsShorterThanTheImageAndSkipsMissingPixels) {
+  const std::vector<BYTE> bytes = Words({1, 2, 3});
+  DisplayBuffer buffer;
+  const std::string message = MessageOf([&] { ApplyWindowLevelLut(Input(bytes, 2, 2, 12), buffer); });
+  EXPECT_TRUE(message.starts_with("Failed to apply the image window and level. File=window_level.cpp")) << message;
+  LutInput none = Input(bytes, 2, 2, 12);
+  none.pixels = nullptr;
+  ApplyWindowLevelLut(none, buffer);
+  EXPECT_EQ(buffer.bytes, nullptr);
+}
+
+TEST(MinMaxPixelValues, RangeAlwaysHoldsZeroAndSlopeZeroStaysZero) {
+  const std::vector<BYTE> bytes = Words({5, 10, 0xFFF});
+  PixelRange range = CalculateMinMaxPixelValues(bytes.data(), bytes.size(), 2, 12, false, 1.0, 0.0);
+  EXPECT_EQ(range.min, 0);
+  EXPECT_EQ(range.max, 10);
+  range = CalculateMinMaxPixelValues(bytes.data(), bytes.size(), 3, 12, true, 2.0, 0.5);
+  EXPECT_EQ(range.min, -1);  // 0xFFF is -1; (int)(-2 + 0.5) truncates to -1
+  EXPECT_EQ(range.max, 20);
+  range = CalculateMinMaxPixelValues(bytes.data(), bytes.size(), 3, 12, false, 0.0, -7.0);
+  EXPECT_EQ(range.min, -7);
+  EXPECT_EQ(range.max, 0);
+}
+
+struct ImageOfGraph {
+  ClassesRegistered registered;
+  Graph graph;
+  ImageOfGraph(USHORT rows, USHORT columns, USHORT bits) {
+    graph.image->SetRows(rows);
+    graph.image->SetColumns(columns);
+    graph.image->SetBitsStored(bits);
+    graph.image->SetSamplesPerPixel(1);
+    graph.image->SetRescaleSlope(1.0);
+  }
+};
+
+TEST(InitWindowLevel, FileValuesElseThePixelRangeElseNothing) {
+  ImageOfGraph image(1, 3, 12);
+  std::vector<BYTE> bytes = Words({100, 1100, 600});
+  const PixelBuffer pixels{bytes.data(), static_cast<std::uint32_t>(bytes.size()), false};
+  ImageInfoWStationStrategy info(image.graph.image.Get());
+
+  image.graph.image->SetWindowCenter(40);
+  image.graph.image->SetWindowWidth(400);
+  EXPECT_EQ(InitWindowLevel(info, pixels, kPhotometricMonochrome2), (WindowLevel{400, 40, 1, 0}));
+
+  // The centre is missing: the range 0..1100 gives window 1100, level 550, step trunc(1100 / 255).
+  image.graph.image->SetWindowCenter(0);
+  EXPECT_EQ(InitWindowLevel(info, pixels, kPhotometricMonochrome2), (WindowLevel{1100, 550, 4, 0}));
+  EXPECT_EQ(InitWindowLevel(info, PixelBuffer{}, kPhotometricMonochrome2), (WindowLevel{0, 0, 1, 0}));
+
+  // Colour: the range the high bit allows.
+  image.graph.image->SetHighBit(7);
+  EXPECT_EQ(InitWindowLevel(info, pixels, kPhotometricRgb), (WindowLevel{255, 127, 1, 0}));
+}
+
+TEST(WindowLevelLut, TheImageFormReadsTheStrategyAndSwapsATurnedShape) {
+  // Raw 2 rows x 3 columns, turned by 90 degrees: the pixels are 3 rows of 2.
+  ImageOfGraph image(2, 3, 8);
+  std::vector<BYTE> bytes = {1, 2, 3, 4, 5, 6};
+  const PixelBuffer pixels{bytes.data(), static_cast<std::uint32_t>(bytes.size()), false};
+  ImageInfoWStationStrategy info(image.graph.image.Get());
+  PresentationIntent intent;
+  intent.rotation = 90;
+  intent.windowLevel = WindowLevel{1, 3, 1, 1};
+  DisplayBuffer buffer;
+  ApplyWindowLevelLut(info, pixels, kPhotometricMonochrome2, intent, nullptr, buffer);
+  ASSERT_EQ(buffer.size, 16U);
+  // Rows (1, 2), (3, 4), (5, 6) from the bottom: at or below 3 is 0, above is 255.
+  const BYTE* b = buffer.bytes.get();
+  EXPECT_EQ((std::vector<BYTE>{b[12], b[13], b[8], b[9], b[4], b[5]}), (std::vector<BYTE>{0, 0, 0, 255, 255, 255}));
+}
+
+}  // namespace
