@@ -1,4 +1,4 @@
-#include "entry/user_preferences.h"
+#include "foundation/user_preferences.h"
 
 #include <gtest/gtest.h>
 
