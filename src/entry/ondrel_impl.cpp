@@ -1,8 +1,11 @@
 #include "entry/ondrel_impl.h"
 
+#include <memory>
 #include <string>
+#include <utility>
 
 #include "entry/entry_frame.h"
+#include "sources/image_info_strategies.h"
 #include "foundation/trace.h"
 
 namespace {
@@ -16,15 +19,35 @@ HRESULT NotImplemented() {
 }  // namespace
 
 // The checks of each method, left to right: W a window handle, P a pointer.
+template <class Body>
+HRESULT COndrelImpl::Frame(Body&& body) {
+  return entry::RunFrame(CLSID_OndrelImpl, IID_IOndrel, std::forward<Body>(body));
+}
+
+namespace {
+
+std::u16string TextOf(BSTR text) { return std::u16string(text, SysStringLen(text)); }
+
+}  // namespace
+
 #define W(handle) \
   if ((handle) == nullptr) return Invalid(entry::kInvalidWindow)
 #define P(pointer) \
   if ((pointer) == nullptr) return Invalid(entry::kInvalidPointer)
 
-HRESULT COndrelImpl::RenderImage(IImageInfoNW* pImgInfo, HWND hViewPort, VARIANT_BOOL) {
+HRESULT COndrelImpl::RenderImage(IImageInfoNW* pImgInfo, HWND hViewPort, VARIANT_BOOL bKeepPresIntent) {
   W(hViewPort);
   if (pImgInfo == nullptr) return S_OK;
-  return NotImplemented();
+  return Frame([&] {
+    auto strategy = std::make_unique<ImageInfoWStationStrategy>(pImgInfo);
+    PixelBuffer buffer;
+    bool cached = false;
+    if (strategy->GetMprType() >= 2 || strategy->GetMipType() >= 2 || strategy->GetVolumeType() >= 2)
+      THROW_MY_EXCEPTION("Derived series are not rendered by this build.");
+    loader_.Load(strategy.get(), &buffer, &cached);
+    if (buffer.data == nullptr) THROW_MY_EXCEPTION("The Ondrel failed to load the image pixel data.");
+    renderer_.Render(hViewPort, buffer, std::move(strategy), cached, bKeepPresIntent == VARIANT_TRUE);
+  });
 }
 
 HRESULT COndrelImpl::RenderConsultImage(HWND hViewPort, HWND hConsultViewPort, IImageInfoNW* pImgInfo) {
@@ -36,27 +59,31 @@ HRESULT COndrelImpl::RenderConsultImage(HWND hViewPort, HWND hConsultViewPort, I
 
 HRESULT COndrelImpl::Draw(HWND hViewPort) {
   W(hViewPort);
-  return NotImplemented();
+  return Frame([&] { renderer_.Draw(hViewPort); });
 }
 
 HRESULT COndrelImpl::SelectWindow(HWND hViewPort) {
   W(hViewPort);
-  return NotImplemented();
+  return Frame([&] { renderer_.SelectWindow(hViewPort); });
 }
 
 HRESULT COndrelImpl::ReleaseWindow(HWND hViewPort) {
   W(hViewPort);
-  return NotImplemented();
+  return Frame([&] { renderer_.ReleaseWindow(hViewPort); });
 }
 
 HRESULT COndrelImpl::UnloadImage(BSTR bstrSopInstUID) {
   P(bstrSopInstUID);
-  return NotImplemented();
+  return Frame([&] {
+    const std::u16string uid = TextOf(bstrSopInstUID);
+    renderer_.UnloadImage(uid.c_str());
+    loader_.Remove(uid);
+  });
 }
 
-HRESULT COndrelImpl::PanImage(HWND hViewPort, LONG, LONG) {
+HRESULT COndrelImpl::PanImage(HWND hViewPort, LONG dx, LONG dy) {
   W(hViewPort);
-  return NotImplemented();
+  return Frame([&] { renderer_.PanImage(hViewPort, dx, dy); });
 }
 
 HRESULT COndrelImpl::MagnifyingGlass(HWND hViewPort, tagPOINT) {
@@ -64,62 +91,65 @@ HRESULT COndrelImpl::MagnifyingGlass(HWND hViewPort, tagPOINT) {
   return NotImplemented();
 }
 
-HRESULT COndrelImpl::WindowLevelImage(HWND hViewPort, LONG, LONG) {
+HRESULT COndrelImpl::WindowLevelImage(HWND hViewPort, LONG dx, LONG dy) {
   W(hViewPort);
-  return NotImplemented();
+  return Frame([&] { renderer_.WindowLevelImage(hViewPort, dx, dy); });
 }
 
-HRESULT COndrelImpl::ApplyWindowLevelPreset(HWND hViewPort, LONG, LONG) {
+HRESULT COndrelImpl::ApplyWindowLevelPreset(HWND hViewPort, LONG window, LONG level) {
   W(hViewPort);
-  return NotImplemented();
+  return Frame([&] { renderer_.ApplyWindowLevelPreset(hViewPort, window, level); });
 }
 
 HRESULT COndrelImpl::InvertImage(HWND hViewPort) {
   W(hViewPort);
-  return NotImplemented();
+  return Frame([&] { renderer_.InvertImage(hViewPort); });
 }
 
-HRESULT COndrelImpl::ApplyColorPalette(HWND hViewPort, ColorPaletteEnum) {
+HRESULT COndrelImpl::ApplyColorPalette(HWND hViewPort, ColorPaletteEnum eColorPalette) {
   W(hViewPort);
-  return NotImplemented();
+  return Frame([&] { renderer_.ApplyColorPalette(hViewPort, eColorPalette, loader_); });
 }
 
 HRESULT COndrelImpl::GetColorPaletteMode(HWND hViewPort, ColorPaletteEnum* pMode) {
   P(hViewPort);  // the pointer message for the window too, as this method has always reported it
   P(pMode);
-  return NotImplemented();
+  return Frame([&] { *pMode = static_cast<ColorPaletteEnum>(renderer_.GetColorPaletteMode(hViewPort)); });
 }
 
-HRESULT COndrelImpl::ZoomImage(HWND hViewPort, ULONG) {
+HRESULT COndrelImpl::ZoomImage(HWND hViewPort, ULONG nZoom) {
   W(hViewPort);
-  return NotImplemented();
+  return Frame([&] { renderer_.ZoomImage(hViewPort, nZoom); });
 }
 
-HRESULT COndrelImpl::ZoomImageDynamically(HWND hViewPort, LONG, LONG) {
+HRESULT COndrelImpl::ZoomImageDynamically(HWND hViewPort, LONG, LONG dy) {
   W(hViewPort);
-  return NotImplemented();
+  return Frame([&] { renderer_.ZoomImageDynamically(hViewPort, dy); });
 }
 
 HRESULT COndrelImpl::GetCurrentImageZoom(HWND hViewPort, ULONG* pnZoom) {
   W(hViewPort);
   P(pnZoom);
-  return NotImplemented();
+  return Frame([&] { *pnZoom = renderer_.GetCurrentImageZoom(hViewPort); });
 }
 
-HRESULT COndrelImpl::RotateFlipImage(HWND hViewPort, ImageRotationFlipEnum) {
+HRESULT COndrelImpl::RotateFlipImage(HWND hViewPort, ImageRotationFlipEnum eRotFlip) {
   W(hViewPort);
-  return NotImplemented();
+  return Frame([&] { renderer_.RotateFlipImage(hViewPort, eRotFlip, loader_); });
 }
 
 HRESULT COndrelImpl::EndInteractiveTool(HWND hViewPort) {
   W(hViewPort);
-  return NotImplemented();
+  return Frame([&] { renderer_.EndInteractiveTool(hViewPort); });
 }
 
 HRESULT COndrelImpl::ResetImage(BSTR bstrImageSopInstUID, HWND hViewPort) {
   W(hViewPort);
   P(bstrImageSopInstUID);
-  return NotImplemented();
+  return Frame([&] {
+    const std::u16string uid = TextOf(bstrImageSopInstUID);
+    renderer_.ResetImage(uid.c_str(), hViewPort, loader_);
+  });
 }
 
 HRESULT COndrelImpl::SaveImageAsFile(HWND hViewPort, BSTR bstrEncoding, BSTR bstrFileName) {

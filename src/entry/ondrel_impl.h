@@ -2,15 +2,17 @@
 // arguments as the interface says, hands the work on, and turns failures into codes with error
 // information (entry/entry_frame.h).
 //
-// Implemented: InitializeTrace. Every other method checks its arguments and then answers E_NOTIMPL
-// (0x80004001) with error information "Not implemented.": the viewport renderer and the image
-// pipeline (RenderImage to ResetImage, Draw and the display operations), export and import, overlays
-// and shutters, measurements, reference lines and synchronisation, MPR, MIP and volume mode come with
-// the work that builds them.
+// Implemented: RenderImage, Draw, SelectWindow, ReleaseWindow, UnloadImage, the display operations
+// (PanImage to ResetImage, but MagnifyingGlass) and InitializeTrace. Every other method checks its
+// arguments and then answers E_NOTIMPL (0x80004001) with error information "Not implemented.":
+// RenderConsultImage, the magnifying glass, export and import, overlays and shutters, measurements,
+// reference lines and synchronisation, MPR, MIP and volume mode come with the work that builds them.
 #pragma once
 
+#include "entry/image_renderer.h"
 #include "ondrel/ondrel.h"
 #include "ondrel/platform/errorinfo.h"
+#include "sources/image_loader.h"
 
 class COndrelImpl : public ondrel::platform::ComObject<IOndrel, ISupportErrorInfo> {
  public:
@@ -99,4 +101,12 @@ class COndrelImpl : public ondrel::platform::ComObject<IOndrel, ISupportErrorInf
                                 VARIANT_BOOL* pbComplete) override;
   HRESULT VolumeOnDoubleClick(HWND hViewPort, VARIANT_BOOL* pbProcessed) override;
   HRESULT InitializeTrace(BSTR bstrTraceLogFileName, LONG nTraceLevel) override;
+
+ private:
+  // Runs `body` in the frame of a method: S_OK, or E_FAIL with the failure's text.
+  template <class Body>
+  HRESULT Frame(Body&& body);
+
+  ImageLoader loader_;
+  ImageRenderer renderer_;
 };

@@ -130,11 +130,30 @@ std::optional<std::u16string> LastErrorDescription(IUnknown* object, REFIID iid)
   return description.ToString();
 }
 
-void ThrowFormatted(const char* message, const char* sourceFile, int line) {
+namespace {
+
+std::string WithPlace(const char* message, const char* sourceFile, int line) {
   char text[1024];
   std::snprintf(text, sizeof text, "%s File=%s, Line=%d", message != nullptr ? message : "",
                 BareFileName(sourceFile), line);
-  throw MyException(text);
+  return text;
+}
+
+}  // namespace
+
+void ThrowFormatted(const char* message, const char* sourceFile, int line) {
+  throw MyException(WithPlace(message, sourceFile, line));
+}
+
+void RethrowFormatted(const char* message, const char* sourceFile, int line) {
+  const std::string text = WithPlace(message, sourceFile, line);
+  try {
+    throw;
+  } catch (const MyException& inner) {
+    throw MyException(text, inner);
+  } catch (...) {
+    throw MyException(text);
+  }
 }
 
 void ThrowFormattedMessage(std::size_t bufferSize, const char* sourceFile, int line, const char* format, ...) {

@@ -94,7 +94,12 @@ std::optional<std::u16string> LastErrorDescription(IUnknown* object, REFIID iid)
 // SerializableException with the object's error description.
 [[noreturn]] void ThrowComFailure(HRESULT hr, IUnknown* object, REFIID iid, const char* sourceFile, int line);
 
+// Called inside a catch handler: throws `message` formatted as ThrowFormatted does, with the failure
+// being handled as its inner exception when that is a MyException (any other failure is dropped).
+[[noreturn]] void RethrowFormatted(const char* message, const char* sourceFile, int line);
+
 #define THROW_MY_EXCEPTION(message) ::ThrowFormatted((message), __FILE__, __LINE__)
+#define RETHROW_MY_EXCEPTION(message) ::RethrowFormatted((message), __FILE__, __LINE__)
 #define THROW_MY_EXCEPTION_F(bufferSize, format, ...) \
   ::ThrowFormattedMessage((bufferSize), __FILE__, __LINE__, (format), __VA_ARGS__)
 // Evaluates a call on a COM interface pointer and throws the COM failure idiom when it fails.

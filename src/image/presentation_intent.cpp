@@ -11,24 +11,6 @@
 
 namespace {
 
-const char* BareFileName(const char* path) {
-  const char* slash = std::strrchr(path, '/');
-  return slash != nullptr ? slash + 1 : path;
-}
-
-// Called inside a catch block: throws `message` with the failure in flight as its inner exception.
-[[noreturn]] void RethrowAs(const char* message, int line) {
-  char text[1024];
-  std::snprintf(text, sizeof text, "%s File=%s, Line=%d", message, BareFileName(__FILE__), line);
-  try {
-    throw;
-  } catch (const MyException& inner) {
-    throw MyException(std::string(text), inner);
-  } catch (...) {
-    throw MyException(std::string(text));
-  }
-}
-
 const char* BoolText(BYTE flag) { return flag != 0 ? "true" : "false"; }
 
 // Where sample `s` of pixel `p` lies: colour samples in their own plane (planar configuration 1) or
@@ -235,6 +217,6 @@ RECT CalculateDisplayRect(HWND window, const PresentationIntent& intent, LONG ro
     if (!GetClientRect(window, &client)) THROW_MY_EXCEPTION("Cannot get the client rectangle.");
     return CalculateDisplayRect(client, intent, rows, columns);
   } catch (...) {
-    RethrowAs("Failed to calculate the display rectangle.", __LINE__);
+    RETHROW_MY_EXCEPTION("Failed to calculate the display rectangle.");
   }
 }

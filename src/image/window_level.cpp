@@ -15,28 +15,6 @@
 
 namespace {
 
-const char* BareFileName(const char* path) {
-  const char* slash = std::strrchr(path, '/');
-  return slash != nullptr ? slash + 1 : path;
-}
-
-std::string WithPlace(const char* message, int line) {
-  char text[1024];
-  std::snprintf(text, sizeof text, "%s File=%s, Line=%d", message, BareFileName(__FILE__), line);
-  return text;
-}
-
-// Called inside a catch block: throws `message` with the failure in flight as its inner exception.
-[[noreturn]] void RethrowAs(const char* message, int line) {
-  try {
-    throw;
-  } catch (const MyException& inner) {
-    throw MyException(WithPlace(message, line), inner);
-  } catch (...) {
-    throw MyException(WithPlace(message, line));
-  }
-}
-
 // One stored element: a byte below 9 bits stored, else two little-endian bytes.
 int ElementBytes(int bitsStored) { return bitsStored < 9 ? 1 : 2; }
 
@@ -238,7 +216,7 @@ PixelRange CalculateMinMaxPixelValues(const BYTE* pixels, std::size_t byteSize, 
     }
     return range;
   } catch (...) {
-    RethrowAs("Failed to calculate the image minimum and maximum pixel values.", __LINE__);
+    RETHROW_MY_EXCEPTION("Failed to calculate the image minimum and maximum pixel values.");
   }
 }
 
@@ -251,7 +229,7 @@ PixelRange CalculateMinMaxPixelValues(ImageInfoStrategy& info, const PixelBuffer
     const double intercept = info.GetRescaleIntercept();
     return CalculateMinMaxPixelValues(pixels.data, pixels.size, count, bitsStored, isSigned, slope, intercept);
   } catch (...) {
-    RethrowAs("Failed to calculate the image minimum and maximum pixel values.", __LINE__);
+    RETHROW_MY_EXCEPTION("Failed to calculate the image minimum and maximum pixel values.");
   }
 }
 
@@ -298,7 +276,7 @@ void ApplyWindowLevelLut(const LutInput& input, DisplayBuffer& output) {
   try {
     valueTable.resize(ValueTableSize(input, planeSize * samples));
   } catch (const std::bad_alloc&) {
-    throw MyException(WithPlace("Failed to allocate memory while applying the LUT.", __LINE__));
+    THROW_MY_EXCEPTION("Failed to allocate memory while applying the LUT.");
   }
   try {
     // A grey image reads one element per pixel whatever its samples; a colour image reads them all.
@@ -315,7 +293,7 @@ void ApplyWindowLevelLut(const LutInput& input, DisplayBuffer& output) {
     }
     WriteDisplay(input, valueTable, output.bytes.get());
   } catch (...) {
-    RethrowAs("Failed to apply the image window and level.", __LINE__);
+    RETHROW_MY_EXCEPTION("Failed to apply the image window and level.");
   }
 }
 
@@ -334,7 +312,7 @@ void ApplyWindowLevelLut(ImageInfoStrategy& info, const PixelBuffer& pixels, int
     input.rescaleSlope = info.GetRescaleSlope();
     input.rescaleIntercept = info.GetRescaleIntercept();
   } catch (...) {
-    RethrowAs("Failed to apply the image window and level.", __LINE__);
+    RETHROW_MY_EXCEPTION("Failed to apply the image window and level.");
   }
   // The pixels are already turned (ApplyPresentationToPixels), so their shape is the turned one.
   if (intent.rotation % 180 != 0) std::swap(input.rows, input.columns);

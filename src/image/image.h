@@ -1,0 +1,116 @@
+// One image as one viewport shows it: a private working copy of the pixels of one frame, turned to the
+// presentation intent's rotation and flips, and the 8-bit display buffer made from it through the
+// window/level LUT. Every redraw that touches pixels runs the same chain: copy the source pixels,
+// replay rotation and flips, rebuild the bitmap header, make the display buffer, draw.
+//
+// An Image owns its image info strategy, its pixel copy and its display buffer; it shares, and does not
+// own, its presentation intent and the loader's pixels it copies from.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include "image/presentation_intent.h"
+#include "image/window_level.h"
+#include "ondrel/platform/drawdib.h"
+#include "ondrel/platform/gdi.h"
+#include "ondrel/platform/gdiplus.h"
+#include "sources/image_info_strategy.h"
+#include "sources/pixel_buffer.h"
+
+// The window whose viewport frame is drawn as selected, process-wide; null at first.
+HWND SelectedWindow();
+void SetSelectedWindow(HWND window);
+
+class Image {
+ public:
+  // Copies the pixels of `source` (see CopyPixelData) and sets the first window and level when the
+  // intent has none. `alreadyConverted` says that the source's YBR_FULL pixels were turned into RGB
+  // in place by an earlier image. Throws MyException "The Image constructor failed." around any
+  // failure.
+  Image(const PixelBuffer& source, std::unique_ptr<ImageInfoStrategy> info, PresentationIntent* intent,
+        bool alreadyConverted);
+  ~Image();
+  Image(const Image&) = delete;
+  Image& operator=(const Image&) = delete;
+
+  ImageInfoStrategy* Info() const { return info_.get(); }
+  // Takes a new strategy; the old one is destroyed.
+  void ReplaceInfo(std::unique_ptr<ImageInfoStrategy> info) { info_ = std::move(info); }
+  PresentationIntent* Intent() const { return intent_; }
+  void SetIntent(PresentationIntent* intent) { intent_ = intent; }
+  const RECT& DisplayRect() const { return displayRect_; }
+  int Photometric() const { return photometric_; }
+  bool IsColour() const { return IsColourPhotometric(photometric_); }
+  // Rescaled values of every stored value, made at the first draw: entry i is (int)(i * slope +
+  // intercept). Empty before, and for bits stored outside 1 to 16.
+  const std::vector<int>& HuConverter() const { return huConverter_; }
+
+  // Replaces the working copy with the source's pixels: rows x columns x samples, two bytes each when
+  // bits stored exceed 8. Without `alreadyConverted` a YBR_FULL image is converted to RGB, and the
+  // result is written back over the source, which is the loader's cache: a second image made from it
+  // must say it is converted. A source with no data leaves no pixels. Throws "Image rows is 0." for
+  // an image without rows, wrapped in "The Image copy pixel data failed.".
+  void CopyPixelData(const PixelBuffer& source, bool alreadyConverted);
+  // Sets the intent's window and level from the image (from the file, else from the pixels) when
+  // `force` or when the intent has none.
+  void InitWindowLevel(bool force);
+  // Nothing for an invalid window. With `force`, or before the first draw: replays rotation and flips
+  // on the pixels, rebuilds the bitmap header and the display buffer. Then draws, fast or full.
+  void PrepareAndDraw(HWND window, bool force, bool fast);
+  // CopyPixelData(source, true), then PrepareAndDraw(window, true, fast).
+  void ReloadPixels(HWND window, const PixelBuffer& source, bool fast);
+  // CopyPixelData(source, true), the intent reset to its defaults, window and level set anew, and a
+  // full draw.
+  void ResetDisplay(HWND window, const PixelBuffer& source);
+  // Rebuilds the display buffer from the pixels under the intent's window, level, invert and palette.
+  void ApplyWindowLevelLut();
+
+  const PixelBuffer& Pixels() const { return pixels_; }
+
+  // Puts the display buffer on the window: the full draw (background, picture, selection frame, tag
+  // mark) through GDI+, or the fast draw (background and picture) through DrawDib. Nothing before the
+  // display buffer exists. A failure of the full draw is thrown as "Failed to draw the image." with the
+  // cause inside, the intent's text going to the trace.
+  void Draw(HWND window, bool fast);
+  // The fast draw of another buffer of the display buffer's shape (the magnifying glass).
+  void FastDraw(HWND window, const BYTE* bits);
+
+ private:
+  void ReadPhotometric();
+  void CreateBitmapInfo();
+  void FullDraw(HWND window);
+  void DrawTagMark(HWND window, Gdiplus::GpGraphics* graphics, const RECT& client);
+  PixelLayout Layout() const;
+
+  struct DrawDibCloser {
+    void operator()(HDRAWDIB handle) const { DrawDibClose(handle); }
+  };
+  struct BrushDeleter {
+    void operator()(Gdiplus::GpSolidFill* brush) const { Gdiplus::DllExports::GdipDeleteBrush(brush); }
+  };
+  struct PenDeleter {
+    void operator()(Gdiplus::GpPen* pen) const { Gdiplus::DllExports::GdipDeletePen(pen); }
+  };
+  struct ImageDisposer {
+    void operator()(Gdiplus::GpBitmap* bitmap) const { Gdiplus::DllExports::GdipDisposeImage(bitmap); }
+  };
+
+  std::unique_ptr<ImageInfoStrategy> info_;
+  PixelBuffer pixels_;  // the working copy, owned (freed with delete[])
+  DisplayBuffer displayBuffer_;
+  std::unique_ptr<std::remove_pointer_t<HDRAWDIB>, DrawDibCloser> drawDib_;
+  std::vector<BYTE> bitmapInfo_;  // BITMAPINFOHEADER, with the grey table for an 8-bit header
+  std::unique_ptr<Gdiplus::GpSolidFill, BrushDeleter> backgroundBrush_;
+  std::unique_ptr<Gdiplus::GpPen, PenDeleter> selectionPen_;
+  std::unique_ptr<Gdiplus::GpPen, PenDeleter> tagPen_;
+  std::unique_ptr<Gdiplus::GpBitmap, ImageDisposer> tagStar_;
+  RECT displayRect_{};
+  std::vector<int> huConverter_;
+  PresentationIntent* intent_ = nullptr;
+  std::optional<WindowLevel> appliedWindowLevel_;
+  int photometric_ = kPhotometricUnknown;
+};
