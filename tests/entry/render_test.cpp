@@ -1,0 +1,122 @@
+// A real CT through the component, as a host renders it: the window's pixels against the window/level
+// mapping computed here from the file's stored values (written by dcmdump +W) and its rescale.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+
+#include "ondrel/module.h"
+#include "ondrel/ondrel.h"
+#include "ondrel/platform/gdiplus.h"
+#include "ondrel/platform/host_window.h"
+#include "ondrel/study_builder.h"
+
+namespace {
+
+using ondrel::platform::ComPtr;
+
+// CT_small.dcm, from dcmdump: 128 x 128, 16 bits stored, signed, rescale 1 and -1024, MONOCHROME2.
+constexpr int kSize = 128;
+constexpr double kIntercept = -1024.0;
+
+class RenderedCt : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_EQ(DllRegisterServer(), S_OK);
+    ASSERT_EQ(RegisterWorkstationClasses(), S_OK);
+    const Gdiplus::GdiplusStartupInput input;
+    Gdiplus::GdiplusStartup(&token_, &input, nullptr);
+    ASSERT_EQ(CoCreateInstance(CLSID_OndrelImpl, nullptr, CLSCTX_ALL, IID_IOndrel,
+                               reinterpret_cast<void**>(ondrel_.GetAddressOf())),
+              S_OK);
+    const ondrel::StudyGraph graph = ondrel::BuildStudies({ONDREL_TEST_DATA_DIR "/dicom/CT_small.dcm"});
+    ASSERT_EQ(graph.series.size(), 1U);
+    SAFEARRAY* images = nullptr;
+    graph.series[0]->GetSeriesImages(&images);
+    LONG first = 0;
+    ComPtr<IUnknown> element;
+    SafeArrayGetElement(images, &first, element.GetAddressOf());
+    SafeArrayDestroy(images);
+    element.As(&image_);
+    window_ = ondrel::platform::CreateHostWindow(kSize, kSize);
+  }
+  void TearDown() override {
+    ondrel_.Reset();
+    DestroyWindow(window_);
+    Gdiplus::GdiplusShutdown(token_);
+    UnregisterWorkstationClasses();
+    DllUnregisterServer();
+  }
+
+  // The grey level each pixel must show under window `width` and centre `level`.
+  static std::vector<BYTE> Expected(LONG width, LONG level) {
+    std::ifstream in(ONDREL_TEST_DATA_DIR "/sources/CT_small.pixels.raw", std::ios::binary);
+    const std::string raw{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    const LONG low = level - width / 2;
+    const LONG high = level + width / 2;
+    std::vector<BYTE> grey;
+    for (std::size_t i = 0; i + 1 < raw.size(); i += 2) {
+      const auto stored = static_cast<std::int16_t>(static_cast<BYTE>(raw[i]) | static_cast<BYTE>(raw[i + 1]) << 8);
+      const auto modality = static_cast<int>(static_cast<double>(static_cast<float>(stored)) + kIntercept);
+      if (modality <= low) grey.push_back(0);
+      else if (modality >= high) grey.push_back(255);
+      else grey.push_back(static_cast<BYTE>(std::trunc((modality - low) * (255.0 / width))));
+    }
+    return grey;
+  }
+
+  ULONG_PTR token_ = 0;
+  ComPtr<IOndrel> ondrel_;
+  ComPtr<IImageInfoNW> image_;
+  HWND window_ = nullptr;
+};
+
+TEST_F(RenderedCt, AtScaleOneTheWindowShowsTheDisplayBufferExactly) {
+  ASSERT_EQ(ondrel_->RenderImage(image_.Get(), window_, VARIANT_FALSE), S_OK);
+  ASSERT_EQ(ondrel_->ApplyWindowLevelPreset(window_, 400, 40), S_OK);
+  ondrel::platform::WindowPixels pixels;
+  ASSERT_TRUE(ondrel::platform::ReadWindowPixels(window_, pixels));
+  const std::vector<BYTE> expected = Expected(400, 40);
+  int wrong = 0;
+  // The dotted tag square in the bottom-right corner is not picture.
+  for (int y = 0; y < kSize - 20; ++y)
+    for (int x = 0; x < kSize; ++x) {
+      const BYTE* bgra = &pixels.bgra[(static_cast<std::size_t>(y) * kSize + x) * 4];
+      const BYTE want = expected[static_cast<std::size_t>(y) * kSize + x];
+      if (bgra[0] != want || bgra[1] != want || bgra[2] != want) ++wrong;
+    }
+  EXPECT_EQ(wrong, 0);
+}
+
+TEST_F(RenderedCt, RenderingTheSameKeyAgainReusesTheImageAndKeepsAModifiedWindow) {
+  ASSERT_EQ(ondrel_->RenderImage(image_.Get(), window_, VARIANT_FALSE), S_OK);
+  ASSERT_EQ(ondrel_->ApplyWindowLevelPreset(window_, 400, 40), S_OK);
+  ASSERT_EQ(ondrel_->ZoomImage(window_, 150), S_OK);
+  ASSERT_EQ(ondrel_->RenderImage(image_.Get(), window_, VARIANT_TRUE), S_OK);
+  ULONG zoom = 0;
+  EXPECT_EQ(ondrel_->GetCurrentImageZoom(window_, &zoom), S_OK);
+  EXPECT_EQ(zoom, 150U);  // the kept intent
+  ASSERT_EQ(ondrel_->ZoomImage(window_, 100), S_OK);
+  ondrel::platform::WindowPixels pixels;
+  ASSERT_TRUE(ondrel::platform::ReadWindowPixels(window_, pixels));
+  EXPECT_EQ(pixels.bgra[(40 * kSize + 64) * 4], Expected(400, 40)[40 * kSize + 64]);
+
+  // A new intent starts from defaults.
+  ASSERT_EQ(ondrel_->RenderImage(image_.Get(), window_, VARIANT_FALSE), S_OK);
+  ondrel_->GetCurrentImageZoom(window_, &zoom);
+  EXPECT_EQ(zoom, 100U);
+}
+
+TEST_F(RenderedCt, OperationsOnAWindowWithoutAnImageDoNothing) {
+  const HWND empty = ondrel::platform::CreateHostWindow(16, 16);
+  EXPECT_EQ(ondrel_->PanImage(empty, 3, 3), S_OK);
+  EXPECT_EQ(ondrel_->InvertImage(empty), S_OK);
+  ULONG zoom = 0;
+  EXPECT_EQ(ondrel_->GetCurrentImageZoom(empty, &zoom), S_OK);
+  EXPECT_EQ(zoom, 100U);
+  DestroyWindow(empty);
+}
+
+}  // namespace
