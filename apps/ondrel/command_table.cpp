@@ -6,6 +6,7 @@
 
 #include "dump_command.h"
 #include "pixels_command.h"
+#include "render_command.h"
 #include "run_command.h"
 
 namespace ondrel::cli {
@@ -31,6 +32,8 @@ constexpr std::array kCommands{
             "ondrel dump [--up-to-pixels] FILE...", kDumpHelp, RunDump},
     Command{"pixels", "write the decoded pixel buffer of a DICOM file", "ondrel pixels FILE -o OUT.raw",
             kPixelsHelp, RunPixels},
+    Command{"render", "show an image of a DICOM file through the core and save it as a picture",
+            "ondrel render INPUT -o OUT.png [OPTION...]", kRenderHelp, RunRender},
     Command{"run", "drive the core's component from a script", "ondrel run SCRIPT|-", kRunHelp, RunRun},
 };
 

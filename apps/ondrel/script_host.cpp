@@ -10,12 +10,12 @@
 #include "ondrel/platform/gdiplus.h"
 #include "ondrel/platform/host_window.h"
 #include "ondrel/study_builder.h"
+#include "window_picture.h"
 
 namespace ondrel::cli {
 namespace {
 
 using namespace Gdiplus;
-using namespace Gdiplus::DllExports;
 
 using Word = ScriptWord;
 
@@ -91,19 +91,6 @@ void RequireCount(const std::vector<Word>& words, std::size_t least, std::size_t
     throw ScriptError{words[0].text + " takes " +
                       (least == most ? std::to_string(least) : std::to_string(least) + " to " + std::to_string(most)) +
                       " arguments, not " + std::to_string(given)};
-}
-
-// The encoder's MIME type for a file name's extension.
-std::u16string MimeTypeOf(const std::string& file) {
-  const std::size_t dot = file.rfind('.');
-  std::string extension = dot == std::string::npos ? "" : file.substr(dot + 1);
-  for (char& c : extension) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  if (extension == "png") return u"image/png";
-  if (extension == "bmp") return u"image/bmp";
-  if (extension == "jpg" || extension == "jpeg") return u"image/jpeg";
-  if (extension == "gif") return u"image/gif";
-  if (extension == "tif" || extension == "tiff") return u"image/tiff";
-  throw ScriptError{"'" + file + "': the picture format is chosen by the extension .png, .bmp, .jpg, .gif or .tif"};
 }
 
 }  // namespace
@@ -368,39 +355,14 @@ void ScriptHost::NameSeries(const std::string& name, ISeriesInfoNW* series) {
   }
 }
 
-// What the window shows, children composed, captured as the core captures it and saved through GDI+.
 void ScriptHost::SaveWindow(const std::string& name, const std::string& file) {
   const HWND window = WindowNamed(name);
-  const std::u16string mime = MimeTypeOf(file);
-  RECT client{};
-  GetClientRect(window, &client);
-  const HDC screen = GetDC(window);
-  const HDC memory = CreateCompatibleDC(screen);
-  const HBITMAP bitmap = CreateCompatibleBitmap(screen, client.right, client.bottom);
-  const HGDIOBJ old = SelectObject(memory, bitmap);
-  BitBlt(memory, 0, 0, client.right, client.bottom, screen, 0, 0, SRCCOPY);
-  SelectObject(memory, old);
-  DeleteDC(memory);
-  ReleaseDC(window, screen);
-
-  UINT count = 0;
-  UINT size = 0;
-  GdipGetImageEncodersSize(&count, &size);
-  std::vector<std::uint8_t> storage(size);
-  auto* encoders = reinterpret_cast<ImageCodecInfo*>(storage.data());
-  GdipGetImageEncoders(count, size, encoders);
-  const ImageCodecInfo* chosen = nullptr;
-  for (UINT i = 0; i < count; ++i)
-    if (mime == encoders[i].MimeType) chosen = &encoders[i];
-
-  GpBitmap* picture = nullptr;
-  GpStatus status = GdipCreateBitmapFromHBITMAP(bitmap, nullptr, &picture);
-  if (status == Ok && chosen != nullptr)
-    status = GdipSaveImageToFile(picture, ToWide(file).c_str(), &chosen->Clsid, nullptr);
-  if (picture != nullptr) GdipDisposeImage(picture);
-  DeleteObject(bitmap);
-  if (status != Ok || chosen == nullptr)
-    throw ScriptError{"'" + file + "' can't be written (status " + std::to_string(status) + ")"};
+  const std::u16string mime = PictureMimeType(file);
+  if (mime.empty())
+    throw ScriptError{"'" + file + "': the picture format is chosen by the extension " +
+                      std::string(kPictureExtensions)};
+  const Status status = SaveWindowPicture(window, file, mime);
+  if (status != Ok) throw ScriptError{"'" + file + "' can't be written (status " + std::to_string(status) + ")"};
 }
 
 }  // namespace ondrel::cli

@@ -87,3 +87,37 @@ expect_run(2 ":2: PanImage takes 3 arguments, not 2" stderr run ${script})
 file(WRITE ${script} "echo one\nexpect two\n")
 expect_run(1 ":2: expected \"two\" in: one" stderr run ${script})
 file(REMOVE ${script})
+
+# ondrel render: command-line errors exit 2 with the usage; an input it can't use exits 1 and writes nothing.
+set(sample "${CMAKE_CURRENT_LIST_DIR}/../../data/sample/CT_small.dcm")
+set(png "${CMAKE_CURRENT_BINARY_DIR}/ondrel_cli_render.png")
+file(REMOVE ${png})
+expect_run(0 "Usage: ondrel render INPUT -o OUT.png.*--window W --level L.*--palette NAME" stdout render --help)
+expect_run(2 "render needs -o OUT.png\nUsage: ondrel render" stderr render ${sample})
+expect_run(2 "render needs an INPUT file" stderr render -o ${png})
+expect_run(2 "render takes one INPUT" stderr render ${sample} ${sample} -o ${png})
+expect_run(2 "unknown option '--frobnicate'\nUsage: ondrel render" stderr render ${sample} -o ${png} --frobnicate)
+expect_run(2 "-o needs a value" stderr render ${sample} -o)
+expect_run(2 "'[^']*ondrel_cli_render.raw': the picture format is chosen by the extension \\.png, \\.bmp, \\.jpg, \\.gif or \\.tif"
+           stderr render ${sample} -o ${CMAKE_CURRENT_BINARY_DIR}/ondrel_cli_render.raw)
+# Sizes: no separator, a zero side, a missing side, a side too large, not a number.
+foreach(size 512 0x512 512x 512x16385 axb 512x-1)
+  expect_run(2 "--size takes WIDTHxHEIGHT in pixels, each from 1 to 16384, like 512x512, not '${size}'" stderr
+             render ${sample} -o ${png} --size ${size})
+endforeach()
+expect_run(2 "--palette takes none, rainbow, hot-iron or hot-blue-metal, not 'sepia'" stderr
+           render ${sample} -o ${png} --palette sepia)
+expect_run(2 "--window needs --level\nUsage: ondrel render" stderr render ${sample} -o ${png} --window 400)
+expect_run(2 "--level needs --window" stderr render ${sample} -o ${png} --window 400 --level 40 --level 50)
+expect_run(2 "--window takes an integer, not '4.5'" stderr render ${sample} -o ${png} --window 4.5 --level 40)
+expect_run(2 "--zoom takes a whole percentage, 0 or more, not '-5'" stderr render ${sample} -o ${png} --zoom -5)
+expect_run(2 "--pan takes DX,DY in window pixels, like 10,-5, not '10'" stderr render ${sample} -o ${png} --pan 10)
+expect_run(2 "--rotate takes right or left, not '90'" stderr render ${sample} -o ${png} --rotate 90)
+expect_run(2 "--flip takes lr or ud, not 'h'" stderr render ${sample} -o ${png} --flip h)
+expect_run(2 "--frame takes a frame number from 0 to 65535, not '65536'" stderr render ${sample} -o ${png} --frame 65536)
+expect_run(1 "^ondrel: /nonexistent/image.dcm: The /nonexistent/image.dcm file cannot be opened\\." stderr
+           render /nonexistent/image.dcm -o ${png})
+expect_run(1 "CT_small.dcm has no frame 1\n$" stderr render ${sample} -o ${png} --frame 1)
+if(EXISTS ${png})
+  message(FATAL_ERROR "ondrel render wrote ${png} though it failed")
+endif()

@@ -1,0 +1,291 @@
+#include "render_command.h"
+
+#include <charconv>
+#include <cstdio>
+#include <functional>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <string>
+#include <tuple>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "command_table.h"
+#include "console_text.h"
+#include "host_setup.h"
+#include "ondrel/module.h"
+#include "ondrel/ondrel.h"
+#include "ondrel/platform/errorinfo.h"
+#include "ondrel/platform/gdiplus.h"
+#include "ondrel/platform/host_window.h"
+#include "ondrel/platform/hresult_exception.h"
+#include "ondrel/study_builder.h"
+#include "window_picture.h"
+
+namespace ondrel::cli {
+namespace {
+
+// Larger windows would take gigabytes of pixels for no picture anyone looks at.
+constexpr int kLargestSide = 16384;
+
+// One call of the component on the window, named by its method for the failure message.
+struct Operation {
+  std::string_view method;
+  std::function<HRESULT(IOndrel&, HWND)> call;
+};
+
+struct RenderOptions {
+  std::string input;
+  std::string output;
+  USHORT frame = 0;
+  int width = 512;
+  int height = 512;
+  bool select = false;
+  std::vector<Operation> operations;  // in command-line order
+};
+
+// The whole of `text` as a number of type T; nothing for anything else, out-of-range values included.
+template <typename T>
+std::optional<T> NumberOf(std::string_view text) {
+  T value{};
+  const char* last = text.data() + text.size();
+  const auto [end, error] = std::from_chars(text.data(), last, value);
+  if (text.empty() || error != std::errc() || end != last) return std::nullopt;
+  return value;
+}
+
+std::string Quoted(std::string_view text) { return "'" + std::string(text) + "'"; }
+
+// The two numbers of text like 512x512 or 10,-5, split at `separator`; nothing unless both are numbers
+// of type T.
+template <typename T>
+std::optional<std::pair<T, T>> PairOf(std::string_view text, char separator) {
+  const std::size_t at = text.find(separator);
+  if (at == std::string_view::npos) return std::nullopt;
+  const std::optional<T> first = NumberOf<T>(text.substr(0, at));
+  const std::optional<T> second = NumberOf<T>(text.substr(at + 1));
+  if (!first || !second) return std::nullopt;
+  return std::pair{*first, *second};
+}
+
+std::pair<int, int> SizeOf(std::string_view text) {
+  const std::optional<std::pair<int, int>> size = PairOf<int>(text, 'x');
+  const auto fits = [](int side) { return side >= 1 && side <= kLargestSide; };
+  if (!size || !fits(size->first) || !fits(size->second))
+    throw UsageError{"--size takes WIDTHxHEIGHT in pixels, each from 1 to " + std::to_string(kLargestSide) +
+                     ", like 512x512, not " + Quoted(text)};
+  return *size;
+}
+
+std::pair<LONG, LONG> OffsetOf(std::string_view text) {
+  const std::optional<std::pair<LONG, LONG>> offset = PairOf<LONG>(text, ',');
+  if (!offset) throw UsageError{"--pan takes DX,DY in window pixels, like 10,-5, not " + Quoted(text)};
+  return *offset;
+}
+
+ColorPaletteEnum PaletteOf(std::string_view text) {
+  if (text == "none") return COLOR_PALETTE_NONE;
+  if (text == "rainbow") return COLOR_PALETTE_RAINBOW;
+  if (text == "hot-iron") return COLOR_PALETTE_HOT_IRON;
+  if (text == "hot-blue-metal") return COLOR_PALETTE_HOT_BLUE_METAL;
+  throw UsageError{"--palette takes none, rainbow, hot-iron or hot-blue-metal, not " + Quoted(text)};
+}
+
+Operation RotateFlip(ImageRotationFlipEnum change) {
+  return {"RotateFlipImage", [change](IOndrel& core, HWND window) { return core.RotateFlipImage(window, change); }};
+}
+
+RenderOptions ParseOptions(std::span<const std::string_view> args) {
+  RenderOptions options;
+  // A window and a level wait for each other; the preset is applied where the pair is complete.
+  LONG width = 0;
+  LONG level = 0;
+  bool widthGiven = false;
+  bool levelGiven = false;
+  for (std::size_t i = 0; i < args.size(); ++i) {
+    const std::string_view option = args[i];
+    const auto value = [&]() {
+      if (i + 1 == args.size()) throw UsageError{std::string(option) + " needs a value"};
+      return args[++i];
+    };
+    if (option == "-o" || option == "--output") {
+      options.output = value();
+    } else if (option == "--frame") {
+      const std::string_view text = value();
+      const std::optional<USHORT> frame = NumberOf<USHORT>(text);
+      if (!frame) throw UsageError{"--frame takes a frame number from 0 to 65535, not " + Quoted(text)};
+      options.frame = *frame;
+    } else if (option == "--size") {
+      std::tie(options.width, options.height) = SizeOf(value());
+    } else if (option == "--select") {
+      options.select = true;
+    } else if (option == "--window" || option == "--level") {
+      const std::string_view text = value();
+      const std::optional<LONG> number = NumberOf<LONG>(text);
+      if (!number) throw UsageError{std::string(option) + " takes an integer, not " + Quoted(text)};
+      (option == "--window" ? width : level) = *number;
+      (option == "--window" ? widthGiven : levelGiven) = true;
+      if (widthGiven && levelGiven) {
+        options.operations.push_back({"ApplyWindowLevelPreset", [width, level](IOndrel& core, HWND window) {
+                                        return core.ApplyWindowLevelPreset(window, width, level);
+                                      }});
+        widthGiven = levelGiven = false;
+      }
+    } else if (option == "--zoom") {
+      const std::string_view text = value();
+      const std::optional<ULONG> zoom = NumberOf<ULONG>(text);
+      if (!zoom) throw UsageError{"--zoom takes a whole percentage, 0 or more, not " + Quoted(text)};
+      options.operations.push_back(
+          {"ZoomImage", [z = *zoom](IOndrel& core, HWND window) { return core.ZoomImage(window, z); }});
+    } else if (option == "--pan") {
+      const auto [dx, dy] = OffsetOf(value());
+      options.operations.push_back(
+          {"PanImage", [dx, dy](IOndrel& core, HWND window) { return core.PanImage(window, dx, dy); }});
+    } else if (option == "--rotate") {
+      const std::string_view text = value();
+      if (text != "right" && text != "left")
+        throw UsageError{"--rotate takes right or left, not " + Quoted(text)};
+      options.operations.push_back(RotateFlip(text == "right" ? ROTATE_RIGHT : ROTATE_LEFT));
+    } else if (option == "--flip") {
+      const std::string_view text = value();
+      if (text != "lr" && text != "ud") throw UsageError{"--flip takes lr or ud, not " + Quoted(text)};
+      options.operations.push_back(RotateFlip(text == "lr" ? FLIP_LR : FLIP_UD));
+    } else if (option == "--invert") {
+      options.operations.push_back(
+          {"InvertImage", [](IOndrel& core, HWND window) { return core.InvertImage(window); }});
+    } else if (option == "--palette") {
+      const ColorPaletteEnum palette = PaletteOf(value());
+      options.operations.push_back({"ApplyColorPalette", [palette](IOndrel& core, HWND window) {
+                                      return core.ApplyColorPalette(window, palette);
+                                    }});
+    } else if (option.starts_with("-")) {
+      throw UsageError{"unknown option " + Quoted(option)};
+    } else if (options.input.empty()) {
+      options.input = option;
+    } else {
+      throw UsageError{"render takes one INPUT"};
+    }
+  }
+  if (widthGiven) throw UsageError{"--window needs --level"};
+  if (levelGiven) throw UsageError{"--level needs --window"};
+  if (options.input.empty()) throw UsageError{"render needs an INPUT file"};
+  if (options.output.empty()) throw UsageError{"render needs -o OUT.png"};
+  if (PictureMimeType(options.output).empty())
+    throw UsageError{Quoted(options.output) + ": the picture format is chosen by the extension " +
+                     std::string(kPictureExtensions)};
+  return options;
+}
+
+std::string Hex(HRESULT hr) {
+  char text[16];
+  std::snprintf(text, sizeof text, "0x%08X", static_cast<unsigned>(hr));
+  return text;
+}
+
+// The description of the thread's error information, which a failing method of the core leaves.
+std::string ErrorDescription() {
+  platform::ComPtr<IErrorInfo> info;
+  if (GetErrorInfo(0, info.GetAddressOf()) != S_OK) return {};
+  platform::BStr description;
+  info->GetDescription(description.Out());
+  return description.IsNull() ? std::string() : ToConsole(std::u16string(description.Get(), description.Length()));
+}
+
+// Reports a failed method of the core; true when it failed.
+bool Failed(std::string_view method, HRESULT hr) {
+  if (SUCCEEDED(hr)) return false;
+  std::cerr << "ondrel: " << method << " failed (" << Hex(hr) << "): " << ErrorDescription() << "\n";
+  return true;
+}
+
+// The image object of frame `frame` of the file, with its series, study and patient; null, with the
+// reason on standard error, when there is none.
+platform::ComPtr<IImageInfoNW> ImageOfFrame(const std::string& file, USHORT frame) {
+  const StudyGraph graph = BuildStudies({file});
+  for (const SkippedFile& skipped : graph.skipped)
+    std::cerr << "ondrel: " << NarrowToConsole(skipped.path) << ": " << NarrowToConsole(skipped.reason) << "\n";
+  for (const auto& series : graph.series) {
+    SAFEARRAY* images = nullptr;
+    platform::ThrowIfFailed(series->GetSeriesImages(&images));
+    const std::unique_ptr<SAFEARRAY, HRESULT (*)(SAFEARRAY*)> owner(images, &SafeArrayDestroy);
+    LONG upper = -1;
+    platform::ThrowIfFailed(SafeArrayGetUBound(images, 1, &upper));
+    for (LONG i = 0; i <= upper; ++i) {
+      platform::ComPtr<IUnknown> element;
+      platform::ThrowIfFailed(SafeArrayGetElement(images, &i, element.GetAddressOf()));
+      platform::ComPtr<IImageInfoNW> image;
+      platform::ThrowIfFailed(element.As(&image));
+      USHORT index = 0;
+      if (image->GetFrameIndex(&index) == S_OK && index == frame) return image;
+    }
+  }
+  if (graph.skipped.empty()) std::cerr << "ondrel: " << file << " has no frame " << frame << "\n";
+  return nullptr;
+}
+
+// GDI+ started for the component's drawing and the picture's encoding, and stopped at the end.
+class GdiplusSession {
+ public:
+  GdiplusSession() : status_(Gdiplus::GdiplusStartup(&token_, &input_, nullptr)) {}
+  ~GdiplusSession() {
+    if (status_ == Gdiplus::Ok) Gdiplus::GdiplusShutdown(token_);
+  }
+  GdiplusSession(const GdiplusSession&) = delete;
+  GdiplusSession& operator=(const GdiplusSession&) = delete;
+  Gdiplus::Status Status() const { return status_; }
+
+ private:
+  const Gdiplus::GdiplusStartupInput input_;
+  ULONG_PTR token_ = 0;
+  Gdiplus::Status status_;
+};
+
+struct WindowDestroyer {
+  void operator()(HWND window) const { DestroyWindow(window); }
+};
+
+}  // namespace
+
+int RunRender(std::span<const std::string_view> args) {
+  const RenderOptions options = ParseOptions(args);
+
+  LoadDictionary();
+  RegisterWorkstation();
+  platform::ThrowIfFailed(DllRegisterServer());
+
+  // Declared in this order so that the component goes first, then the image, the window and GDI+.
+  const GdiplusSession gdiplus;
+  if (gdiplus.Status() != Gdiplus::Ok) {
+    std::cerr << "ondrel: GDI+ can't be started (status " << gdiplus.Status() << ")\n";
+    return kExitFailure;
+  }
+  const std::unique_ptr<std::remove_pointer_t<HWND>, WindowDestroyer> window(
+      platform::CreateHostWindow(options.width, options.height));
+  if (!window) {
+    std::cerr << "ondrel: the window can't be made\n";
+    return kExitFailure;
+  }
+  const platform::ComPtr<IImageInfoNW> image = ImageOfFrame(options.input, options.frame);
+  if (!image) return kExitFailure;
+  platform::ComPtr<IOndrel> core;
+  if (Failed("CoCreateInstance", CoCreateInstance(CLSID_OndrelImpl, nullptr, CLSCTX_ALL, IID_IOndrel,
+                                                  reinterpret_cast<void**>(core.GetAddressOf()))))
+    return kExitFailure;
+
+  if (Failed("RenderImage", core->RenderImage(image.Get(), window.get(), VARIANT_FALSE))) return kExitFailure;
+  if (options.select && Failed("SelectWindow", core->SelectWindow(window.get()))) return kExitFailure;
+  for (const Operation& operation : options.operations)
+    if (Failed(operation.method, operation.call(*core.Get(), window.get()))) return kExitFailure;
+  if (Failed("Draw", core->Draw(window.get()))) return kExitFailure;
+
+  const Gdiplus::Status status = SaveWindowPicture(window.get(), options.output, PictureMimeType(options.output));
+  if (status != Gdiplus::Ok) {
+    std::cerr << "ondrel: " << options.output << " can't be written (status " << status << ")\n";
+    return kExitFailure;
+  }
+  return kExitSuccess;
+}
+
+}  // namespace ondrel::cli

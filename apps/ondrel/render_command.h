@@ -1,0 +1,45 @@
+// `ondrel render`: one image of a DICOM file shown in an off-screen window by the core's component,
+// under the display operations given, and saved as a picture.
+#pragma once
+
+#include <span>
+#include <string_view>
+
+namespace ondrel::cli {
+
+inline constexpr std::string_view kRenderHelp =
+    "Shows an image of INPUT exactly as a workstation does and saves what the window shows. It builds\n"
+    "the workstation's objects for INPUT (filled from the file), makes an off-screen window, creates\n"
+    "the core's component and calls RenderImage with the image and the window, without keeping a\n"
+    "presentation intent: the image starts from its own window and level, unzoomed, unrotated. Then\n"
+    "SelectWindow if --select is given, then the display operations in the order they stand on the\n"
+    "command line, then Draw; the window's client area is written to OUT.\n"
+    "\n"
+    "Options:\n"
+    "  -o, --output OUT      the picture to write (required), replaced if it exists; its extension\n"
+    "                        chooses the format: .png, .bmp, .jpg, .gif or .tif\n"
+    "  --frame N             the frame of a multi-frame image, from 0 (default 0)\n"
+    "  --size WxH            the window's client area in pixels, each from 1 to 16384 (default 512x512)\n"
+    "  --select              selects the window (SelectWindow), so that its selection frame shows\n"
+    "Display operations, in command-line order, each repeatable:\n"
+    "  --window W --level L  a window width and centre (ApplyWindowLevelPreset); the two go together\n"
+    "                        and the preset applies where the second of them stands\n"
+    "  --zoom PCT            zoom in percent of the fitted size (ZoomImage); 0 shows one image pixel\n"
+    "                        per window pixel\n"
+    "  --pan DX,DY           moves the image by DX,DY window pixels (PanImage)\n"
+    "  --rotate right|left   turns the image a quarter to the right or left (RotateFlipImage)\n"
+    "  --flip lr|ud          mirrors the image left-right or upside-down (RotateFlipImage)\n"
+    "  --invert              inverts the grey scale (InvertImage)\n"
+    "  --palette NAME        none, rainbow, hot-iron or hot-blue-metal (ApplyColorPalette)\n"
+    "\n"
+    "Example:\n"
+    "  ondrel render data/sample/CT_small.dcm -o ct.png --window 400 --level 40 --zoom 150 --rotate right\n"
+    "\n"
+    "Failures: an INPUT that can't be read or has no frame N, and a method of the core that fails, end\n"
+    "the command with status 1 and write nothing; a failing method is named with its code and the\n"
+    "core's failure text (the description of its error information):\n"
+    "  ondrel: METHOD failed (0xHRESULT): DESCRIPTION";
+
+int RunRender(std::span<const std::string_view> args);
+
+}  // namespace ondrel::cli

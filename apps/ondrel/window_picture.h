@@ -1,0 +1,28 @@
+// Pictures of what a window shows, as a host saves them: the window's client area captured the way
+// the core captures a window, written through GDI+'s encoders. Shared by `ondrel run`'s save command
+// and by `ondrel render`.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "ondrel/platform/gdiplus.h"
+#include "ondrel/platform/windows.h"
+
+namespace ondrel::cli {
+
+// The extensions a picture file may have, in the words of the messages that list them.
+inline constexpr std::string_view kPictureExtensions = ".png, .bmp, .jpg, .gif or .tif";
+
+// The MIME type of the GDI+ encoder chosen by a file name's extension, in any letter case: .png,
+// .bmp, .jpg or .jpeg, .gif, .tif or .tiff. Empty for any other extension, or none.
+std::u16string PictureMimeType(std::string_view file);
+
+// Captures the client area of `window` with its visible child windows painted over it (a compatible
+// bitmap filled by BitBlt from the window's device context) and writes it to `file`, replacing it,
+// with the encoder of `mime`. GDI+ must be started (GdiplusStartup). Returns Ok, or the failure:
+// UnknownImageFormat when no encoder has that MIME type, GdiplusNotInitialized, or the status of the
+// bitmap or the encoder (a file that can't be written among them).
+Gdiplus::Status SaveWindowPicture(HWND window, const std::string& file, const std::u16string& mime);
+
+}  // namespace ondrel::cli
