@@ -20,7 +20,8 @@
 #include "ondrel/platform/safearray.h"
 
 // Property lists, as X(kind, Name). Kinds: TEXT (BSTR), USHORT, SHORT, LONG, DOUBLE, DATE (an automation
-// date), BOOL (VARIANT_BOOL), PAIR (two doubles, given and taken in one call).
+// date), BOOL (VARIANT_BOOL), PAIR (two doubles, given and taken in one call), SLOPE (a double that
+// reads 1.0 while not available: an image without a rescale slope is stored values as they are).
 #define ONDREL_PATIENT_PROPERTIES(X) \
   X(TEXT, PatientId)                 \
   X(TEXT, PatientName)               \
@@ -86,7 +87,7 @@
   X(LONG, WindowCenter)              \
   X(LONG, WindowWidth)               \
   X(DOUBLE, RescaleIntercept)        \
-  X(DOUBLE, RescaleSlope)            \
+  X(SLOPE, RescaleSlope)             \
   X(TEXT, RescaleType)               \
   X(TEXT, ContrastBolusAgent)        \
   X(DOUBLE, SliceLocation)           \
@@ -130,6 +131,7 @@
 #define ONDREL_PROPERTY_TYPE_SHORT SHORT
 #define ONDREL_PROPERTY_TYPE_LONG LONG
 #define ONDREL_PROPERTY_TYPE_DOUBLE double
+#define ONDREL_PROPERTY_TYPE_SLOPE double
 #define ONDREL_PROPERTY_TYPE_DATE DATE
 #define ONDREL_PROPERTY_TYPE_BOOL VARIANT_BOOL
 
@@ -144,6 +146,7 @@
 #define ONDREL_DECLARE_PROPERTY_SHORT(Name) ONDREL_DECLARE_PROPERTY_SCALAR(SHORT, Name)
 #define ONDREL_DECLARE_PROPERTY_LONG(Name) ONDREL_DECLARE_PROPERTY_SCALAR(LONG, Name)
 #define ONDREL_DECLARE_PROPERTY_DOUBLE(Name) ONDREL_DECLARE_PROPERTY_SCALAR(double, Name)
+#define ONDREL_DECLARE_PROPERTY_SLOPE(Name) ONDREL_DECLARE_PROPERTY_SCALAR(double, Name)
 #define ONDREL_DECLARE_PROPERTY_DATE(Name) ONDREL_DECLARE_PROPERTY_SCALAR(DATE, Name)
 #define ONDREL_DECLARE_PROPERTY_BOOL(Name) ONDREL_DECLARE_PROPERTY_SCALAR(VARIANT_BOOL, Name)
 #define ONDREL_DECLARE_PROPERTY(Kind, Name) ONDREL_DECLARE_PROPERTY_##Kind(Name)

@@ -105,6 +105,20 @@ HRESULT GetProperty(const ScalarProperty<T>& property, T* value) {
   *value = property.value_or(T{});
   return property ? S_OK : kPropertyNotAvailable;
 }
+// A slope: 1.0 while not available.
+struct SlopeProperty {
+  std::optional<double> value;
+};
+inline HRESULT GetProperty(const SlopeProperty& property, double* value) {
+  if (value == nullptr) return E_POINTER;
+  *value = property.value.value_or(1.0);
+  return property.value ? S_OK : kPropertyNotAvailable;
+}
+inline HRESULT SetProperty(SlopeProperty& property, double value) {
+  property.value = value;
+  return S_OK;
+}
+
 template <class T>
 HRESULT SetProperty(ScalarProperty<T>& property, T value) {
   property = value;
@@ -119,6 +133,7 @@ HRESULT SetProperty(ScalarProperty<T>& property, T value) {
 #define ONDREL_STORAGE_SHORT ScalarProperty<SHORT>
 #define ONDREL_STORAGE_LONG ScalarProperty<LONG>
 #define ONDREL_STORAGE_DOUBLE ScalarProperty<double>
+#define ONDREL_STORAGE_SLOPE SlopeProperty
 #define ONDREL_STORAGE_DATE ScalarProperty<DATE>
 #define ONDREL_STORAGE_BOOL ScalarProperty<VARIANT_BOOL>
 #define ONDREL_STORAGE_PAIR PairProperty
@@ -136,6 +151,7 @@ HRESULT SetProperty(ScalarProperty<T>& property, T value) {
 #define ONDREL_IMPLEMENT_PROPERTY_SHORT(Name) ONDREL_IMPLEMENT_PROPERTY_SCALAR(SHORT, Name)
 #define ONDREL_IMPLEMENT_PROPERTY_LONG(Name) ONDREL_IMPLEMENT_PROPERTY_SCALAR(LONG, Name)
 #define ONDREL_IMPLEMENT_PROPERTY_DOUBLE(Name) ONDREL_IMPLEMENT_PROPERTY_SCALAR(DOUBLE, Name)
+#define ONDREL_IMPLEMENT_PROPERTY_SLOPE(Name) ONDREL_IMPLEMENT_PROPERTY_SCALAR(SLOPE, Name)
 #define ONDREL_IMPLEMENT_PROPERTY_DATE(Name) ONDREL_IMPLEMENT_PROPERTY_SCALAR(DATE, Name)
 #define ONDREL_IMPLEMENT_PROPERTY_BOOL(Name) ONDREL_IMPLEMENT_PROPERTY_SCALAR(BOOL, Name)
 #define ONDREL_IMPLEMENT_PROPERTY(Kind, Name) ONDREL_IMPLEMENT_PROPERTY_##Kind(Name)

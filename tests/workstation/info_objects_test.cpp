@@ -54,6 +54,9 @@ TEST(InfoObjects, APropertyNeverSetIsNotAvailableAndReadsAsZero) {
   EXPECT_EQ(graph.image->GetPixelSpacing(&x, &y), S_FALSE);
   EXPECT_EQ(x, 0.0);
   EXPECT_EQ(graph.image->GetRows(nullptr), E_POINTER);
+  double slope = 0.0;
+  EXPECT_EQ(graph.image->GetRescaleSlope(&slope), S_FALSE);
+  EXPECT_EQ(slope, 1.0);  // no slope: stored values as they are
 
   EXPECT_EQ(graph.image->SetRows(512), S_OK);
   EXPECT_EQ(graph.image->GetRows(&rows), S_OK);
