@@ -9,7 +9,7 @@ extern "C" {
 // The class factory of a core class: CLASS_E_CLASSNOTAVAILABLE (0x80040111) for a class the core
 // does not have, E_POINTER for a null out pointer.
 HRESULT DllGetClassObject(REFCLSID rclsid, REFIID riid, LPVOID* ppv);
-// S_OK when no object of the core is alive and no factory is locked, else S_FALSE.
+// S_OK when no component of the core is alive, else S_FALSE.
 HRESULT DllCanUnloadNow();
 // Adds the core's classes to the class table ("Ondrel.OndrelImpl"), or removes them.
 HRESULT DllRegisterServer();

@@ -24,7 +24,9 @@ HRESULT DllGetClassObject(REFCLSID rclsid, REFIID riid, LPVOID* ppv) {
   return factory->QueryInterface(riid, ppv);
 }
 
-HRESULT DllCanUnloadNow() { return ondrel::platform::ComObjectsAndLocks() == 0 ? S_OK : S_FALSE; }
+// Only the core's own objects count: the workstation's objects that a component reads (the user's
+// preferences, the configuration) live in the host's process for as long as it runs.
+HRESULT DllCanUnloadNow() { return COndrelImpl::LiveComponents() == 0 ? S_OK : S_FALSE; }
 
 HRESULT DllRegisterServer() {
   return ondrel::platform::RegisterComClass<COndrelImpl>(CLSID_OndrelImpl, u"Ondrel.OndrelImpl");

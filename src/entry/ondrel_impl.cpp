@@ -1,10 +1,16 @@
 #include "entry/ondrel_impl.h"
 
+#include <atomic>
+#include <cstdio>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <utility>
 
+#include "dicom/dicom_dictionary.h"
 #include "entry/entry_frame.h"
+#include "foundation/settings_helper.h"
+#include "foundation/user_preferences.h"
 #include "sources/image_info_strategies.h"
 #include "foundation/trace.h"
 
@@ -29,6 +35,34 @@ namespace {
 std::u16string TextOf(BSTR text) { return std::u16string(text, SysStringLen(text)); }
 
 }  // namespace
+
+namespace {
+
+std::atomic<long> g_liveComponents{0};
+
+}  // namespace
+
+COndrelImpl::COndrelImpl() { ++g_liveComponents; }
+COndrelImpl::~COndrelImpl() { --g_liveComponents; }
+long COndrelImpl::LiveComponents() { return g_liveComponents; }
+
+HRESULT COndrelImpl::FinalConstruct() {
+  // The licence check comes first; this build carries no licence that can expire, so it passes.
+  const HRESULT hr = Frame([] {
+    SettingsHelper::Instance().Load("ViewerUI.exe.config");
+    DicomEngine::DicomDictionary::Instance().Load("dicom_dictionary.txt");
+    StartUserPreferences(true);
+  });
+  if (FAILED(hr)) return hr;
+  const HRESULT created = CreateGlobalConfiguration();
+  if (FAILED(created)) {
+    char text[128];
+    std::snprintf(text, sizeof text, "The Ondrel failed to create the GlobalConfiguration object. HRESULT=%0X",
+                  static_cast<unsigned>(created));
+    entry::ReportError(CLSID_OndrelImpl, IID_IOndrel, std::u16string(text, text + std::strlen(text)).c_str(), E_FAIL);
+  }
+  return S_OK;
+}
 
 #define W(handle) \
   if ((handle) == nullptr) return Invalid(entry::kInvalidWindow)

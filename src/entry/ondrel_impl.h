@@ -16,7 +16,19 @@
 
 class COndrelImpl : public ondrel::platform::ComObject<IOndrel, ISupportErrorInfo> {
  public:
-  COndrelImpl() = default;
+  COndrelImpl();
+  ~COndrelImpl() override;
+
+  // The components alive in the process, which keep the module loaded.
+  static long LiveComponents();
+
+  // Creation, as the class factory finishes it: the licence check, the settings file
+  // "ViewerUI.exe.config" and the dictionary "dicom_dictionary.txt" beside the host, the user's
+  // preferences (through the workstation's UserPreferences object, which must be registered:
+  // RegisterWorkstationClasses), and the process-wide GlobalConfiguration object. E_FAIL with error
+  // information when the preferences can't be read; a GlobalConfiguration that can't be made is
+  // reported the same way, and creation goes on.
+  HRESULT FinalConstruct();
 
   HRESULT InterfaceSupportsErrorInfo(REFIID riid) override { return riid == IID_IOndrel ? S_OK : S_FALSE; }
 

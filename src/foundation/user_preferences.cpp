@@ -86,6 +86,24 @@ void StartUserPreferences(bool createObject) {
 
 void ReleaseUserPreferences() { PreferencesObject().Reset(); }
 
+namespace {
+
+ComPtr<IGlobalConfiguration>& ConfigurationObject() {
+  static ComPtr<IGlobalConfiguration> object;
+  return object;
+}
+
+}  // namespace
+
+IGlobalConfiguration* GlobalConfiguration() { return ConfigurationObject().Get(); }
+
+HRESULT CreateGlobalConfiguration() {
+  ComPtr<IGlobalConfiguration>& object = ConfigurationObject();
+  if (object) return S_OK;
+  return CoCreateInstance(CLSID_GlobalConfiguration, nullptr, CLSCTX_ALL, IID_IGlobalConfiguration,
+                          reinterpret_cast<void**>(object.GetAddressOf()));
+}
+
 LOGFONTA UserLogFont(HDC dc, UserFont font, int pointSize) {
   if (dc == nullptr) THROW_MY_EXCEPTION("The User preferences received an invalid parameter.");
   const bool annotation = font == UserFont::Annotation;

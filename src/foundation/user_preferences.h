@@ -14,6 +14,7 @@
 #include <string>
 
 #include "ondrel/platform/gdi.h"
+#include "ondrel/workstation_config.h"
 
 // The preferences in reading order, as X(Kind, Name, Default): the key is the name. Kinds: Text
 // (std::string, narrow), Integer (int), Color (COLORREF, its default given as a COLORREF).
@@ -55,6 +56,11 @@ ONDREL_USER_PREFERENCES(ONDREL_DECLARE_USER_PREFERENCE)
 // A failed read throws the COM failure idiom, "COM method failed. HRESULT=%x, File=%s, Line=%d", the
 // variables read before it keeping their new values. The object lives to the end of the process.
 void StartUserPreferences(bool createObject);
+
+// The process-wide GlobalConfiguration object, made on first need: null until then. CreateGlobalConfiguration
+// makes it when absent and answers the HRESULT of its creation (S_OK when it was there).
+IGlobalConfiguration* GlobalConfiguration();
+HRESULT CreateGlobalConfiguration();
 
 // Lets go of the process-wide UserPreferences object, so that the next start with `createObject`
 // makes a new one, which reads the user's file afresh.

@@ -20,9 +20,16 @@ using ondrel::platform::ComPtr;
 const std::u16string kWindowText = u"The Ondrel received an invalid window handle.";
 const std::u16string kPointerText = u"The Ondrel received an invalid pointer.";
 
+// The core's class and the workstation's, whose UserPreferences object the component reads at creation.
 struct Registered {
-  Registered() { EXPECT_EQ(DllRegisterServer(), S_OK); }
-  ~Registered() { DllUnregisterServer(); }
+  Registered() {
+    EXPECT_EQ(DllRegisterServer(), S_OK);
+    EXPECT_EQ(RegisterWorkstationClasses(), S_OK);
+  }
+  ~Registered() {
+    UnregisterWorkstationClasses();
+    DllUnregisterServer();
+  }
 };
 
 ComPtr<IOndrel> MakeComponent() {
@@ -116,6 +123,7 @@ TEST(OndrelImpl, InitializeTraceOpensTheLogAtLevelFour) {
 }
 
 TEST(OndrelImpl, ModuleServesItsClassAndCountsItsObjects) {
+  const Registered registered;
   EXPECT_EQ(DllCanUnloadNow(), S_OK);
   ComPtr<IClassFactory> factory;
   ASSERT_EQ(DllGetClassObject(CLSID_OndrelImpl, IID_IClassFactory, reinterpret_cast<void**>(factory.GetAddressOf())),

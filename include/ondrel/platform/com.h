@@ -278,7 +278,8 @@ class ComPtr {
   T* p_ = nullptr;
 };
 
-// A class factory for a ComObject class that has a default constructor.
+// A class factory for a ComObject class that has a default constructor, and optionally a
+// FinalConstruct() that finishes creation and answers an HRESULT (a failure is the factory's answer).
 template <class T>
 class ClassFactory final : public ComObject<IClassFactory> {
  public:
@@ -291,7 +292,10 @@ class ClassFactory final : public ComObject<IClassFactory> {
     T* object = new (std::nothrow) T();
     if (object == nullptr) return E_OUTOFMEMORY;
     object->AddRef();
-    const HRESULT hr = object->QueryInterface(riid, ppvObject);
+    // A class whose creation can fail does it in FinalConstruct, which answers an HRESULT.
+    HRESULT hr = S_OK;
+    if constexpr (requires { object->FinalConstruct(); }) hr = object->FinalConstruct();
+    if (SUCCEEDED(hr)) hr = object->QueryInterface(riid, ppvObject);
     object->Release();
     return hr;
   }
