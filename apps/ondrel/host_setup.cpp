@@ -1,10 +1,14 @@
 #include "host_setup.h"
 
+#include <cstdio>
 #include <iostream>
+#include <memory>
 
 #include "console_text.h"
 #include "dicom/dicom_dictionary.h"
+#include "ondrel/platform/errorinfo.h"
 #include "ondrel/platform/hresult_exception.h"
+#include "ondrel/study_builder.h"
 #include "ondrel/workstation.h"
 
 namespace ondrel::cli {
@@ -18,5 +22,50 @@ void LoadDictionary() {
 }
 
 void RegisterWorkstation() { platform::ThrowIfFailed(RegisterWorkstationClasses()); }
+
+std::string HResultText(HRESULT hr) {
+  char text[16];
+  std::snprintf(text, sizeof text, "0x%08X", static_cast<unsigned>(hr));
+  return text;
+}
+
+std::string TakeErrorDescription() {
+  platform::ComPtr<IErrorInfo> info;
+  if (GetErrorInfo(0, info.GetAddressOf()) != S_OK) return {};
+  platform::BStr description;
+  info->GetDescription(description.Out());
+  return description.IsNull() ? std::string() : ToConsole(std::u16string(description.Get(), description.Length()));
+}
+
+std::vector<platform::ComPtr<IImageInfoNW>> SeriesImages(ISeriesInfoNW* series) {
+  SAFEARRAY* images = nullptr;
+  platform::ThrowIfFailed(series->GetSeriesImages(&images));
+  const std::unique_ptr<SAFEARRAY, HRESULT (*)(SAFEARRAY*)> owner(images, &SafeArrayDestroy);
+  LONG lower = 0;
+  LONG upper = -1;
+  platform::ThrowIfFailed(SafeArrayGetLBound(images, 1, &lower));
+  platform::ThrowIfFailed(SafeArrayGetUBound(images, 1, &upper));
+  std::vector<platform::ComPtr<IImageInfoNW>> result;
+  for (LONG i = lower; i <= upper; ++i) {
+    platform::ComPtr<IUnknown> element;
+    platform::ThrowIfFailed(SafeArrayGetElement(images, &i, element.GetAddressOf()));
+    platform::ComPtr<IImageInfoNW> image;
+    platform::ThrowIfFailed(element.As(&image));
+    result.push_back(image);
+  }
+  return result;
+}
+
+platform::ComPtr<IImageInfoNW> ImageOfFile(const std::string& file, USHORT frame, std::string& why) {
+  const StudyGraph graph = BuildStudies({file});
+  for (const auto& series : graph.series)
+    for (const auto& image : SeriesImages(series.Get())) {
+      USHORT index = 0;
+      if (image->GetFrameIndex(&index) == S_OK && index == frame) return image;
+    }
+  why = graph.skipped.empty() ? file + " has no frame " + std::to_string(frame)
+                              : graph.skipped.front().path + ": " + graph.skipped.front().reason;
+  return nullptr;
+}
 
 }  // namespace ondrel::cli

@@ -1,6 +1,12 @@
 // What every command that drives the core does first.
 #pragma once
 
+#include <string>
+#include <vector>
+
+#include "ondrel/platform/com.h"
+#include "ondrel/workstation.h"
+
 namespace ondrel::cli {
 
 // Loads dicom_dictionary.txt from beside the executable; warns on standard error when there is none,
@@ -8,5 +14,17 @@ namespace ondrel::cli {
 void LoadDictionary();
 // Registers the workstation's information classes in the class table (once).
 void RegisterWorkstation();
+
+// "0x" and the eight hexadecimal digits of a result code.
+std::string HResultText(HRESULT hr);
+// The description of the thread's error information (which a failing method of the core leaves),
+// taken, for the console; empty when there is none.
+std::string TakeErrorDescription();
+
+// The images of a series in series order. Throws HResultException when the series can't list them.
+std::vector<platform::ComPtr<IImageInfoNW>> SeriesImages(ISeriesInfoNW* series);
+// The image object of frame `frame` of a file, with its series, study and patient, built by the study
+// builder; null, with the reason in `why`, when the file gives none.
+platform::ComPtr<IImageInfoNW> ImageOfFile(const std::string& file, USHORT frame, std::string& why);
 
 }  // namespace ondrel::cli

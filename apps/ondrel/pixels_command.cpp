@@ -23,24 +23,6 @@ std::string TextOf(const ImageInfoStrategy::Text& text) {
   return text.IsNull() ? std::string() : ToNarrow(std::u16string(text.Get(), text.Length()));
 }
 
-// The first image of the file, with its series, study and patient.
-platform::ComPtr<IImageInfoNW> ImageOfFile(const std::string& file) {
-  StudyGraph graph = BuildStudies({file});
-  for (const SkippedFile& skipped : graph.skipped) {
-    std::cerr << "ondrel: " << NarrowToConsole(skipped.path) << ": " << NarrowToConsole(skipped.reason) << "\n";
-  }
-  if (graph.series.empty()) return nullptr;
-  SAFEARRAY* images = nullptr;
-  platform::ThrowIfFailed(graph.series.front()->GetSeriesImages(&images));
-  const std::unique_ptr<SAFEARRAY, HRESULT (*)(SAFEARRAY*)> owner(images, &SafeArrayDestroy);
-  LONG first = 0;
-  platform::ComPtr<IUnknown> element;
-  platform::ThrowIfFailed(SafeArrayGetElement(images, &first, element.GetAddressOf()));
-  platform::ComPtr<IImageInfoNW> image;
-  platform::ThrowIfFailed(element.As(&image));
-  return image;
-}
-
 }  // namespace
 
 int RunPixels(std::span<const std::string_view> args) {
@@ -63,8 +45,12 @@ int RunPixels(std::span<const std::string_view> args) {
 
   LoadDictionary();
   RegisterWorkstation();
-  const platform::ComPtr<IImageInfoNW> image = ImageOfFile(input);
-  if (!image) return kExitFailure;
+  std::string why;
+  const platform::ComPtr<IImageInfoNW> image = ImageOfFile(input, 0, why);
+  if (!image) {
+    std::cerr << "ondrel: " << NarrowToConsole(why) << "\n";
+    return kExitFailure;
+  }
 
   ImageInfoWStationStrategy strategy(image.Get());
   ImageLoader loader;

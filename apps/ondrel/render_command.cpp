@@ -178,51 +178,11 @@ RenderOptions ParseOptions(std::span<const std::string_view> args) {
   return options;
 }
 
-std::string Hex(HRESULT hr) {
-  char text[16];
-  std::snprintf(text, sizeof text, "0x%08X", static_cast<unsigned>(hr));
-  return text;
-}
-
-// The description of the thread's error information, which a failing method of the core leaves.
-std::string ErrorDescription() {
-  platform::ComPtr<IErrorInfo> info;
-  if (GetErrorInfo(0, info.GetAddressOf()) != S_OK) return {};
-  platform::BStr description;
-  info->GetDescription(description.Out());
-  return description.IsNull() ? std::string() : ToConsole(std::u16string(description.Get(), description.Length()));
-}
-
 // Reports a failed method of the core; true when it failed.
 bool Failed(std::string_view method, HRESULT hr) {
   if (SUCCEEDED(hr)) return false;
-  std::cerr << "ondrel: " << method << " failed (" << Hex(hr) << "): " << ErrorDescription() << "\n";
+  std::cerr << "ondrel: " << method << " failed (" << HResultText(hr) << "): " << TakeErrorDescription() << "\n";
   return true;
-}
-
-// The image object of frame `frame` of the file, with its series, study and patient; null, with the
-// reason on standard error, when there is none.
-platform::ComPtr<IImageInfoNW> ImageOfFrame(const std::string& file, USHORT frame) {
-  const StudyGraph graph = BuildStudies({file});
-  for (const SkippedFile& skipped : graph.skipped)
-    std::cerr << "ondrel: " << NarrowToConsole(skipped.path) << ": " << NarrowToConsole(skipped.reason) << "\n";
-  for (const auto& series : graph.series) {
-    SAFEARRAY* images = nullptr;
-    platform::ThrowIfFailed(series->GetSeriesImages(&images));
-    const std::unique_ptr<SAFEARRAY, HRESULT (*)(SAFEARRAY*)> owner(images, &SafeArrayDestroy);
-    LONG upper = -1;
-    platform::ThrowIfFailed(SafeArrayGetUBound(images, 1, &upper));
-    for (LONG i = 0; i <= upper; ++i) {
-      platform::ComPtr<IUnknown> element;
-      platform::ThrowIfFailed(SafeArrayGetElement(images, &i, element.GetAddressOf()));
-      platform::ComPtr<IImageInfoNW> image;
-      platform::ThrowIfFailed(element.As(&image));
-      USHORT index = 0;
-      if (image->GetFrameIndex(&index) == S_OK && index == frame) return image;
-    }
-  }
-  if (graph.skipped.empty()) std::cerr << "ondrel: " << file << " has no frame " << frame << "\n";
-  return nullptr;
 }
 
 // GDI+ started for the component's drawing and the picture's encoding, and stopped at the end.
@@ -267,8 +227,12 @@ int RunRender(std::span<const std::string_view> args) {
     std::cerr << "ondrel: the window can't be made\n";
     return kExitFailure;
   }
-  const platform::ComPtr<IImageInfoNW> image = ImageOfFrame(options.input, options.frame);
-  if (!image) return kExitFailure;
+  std::string why;
+  const platform::ComPtr<IImageInfoNW> image = ImageOfFile(options.input, options.frame, why);
+  if (!image) {
+    std::cerr << "ondrel: " << NarrowToConsole(why) << "\n";
+    return kExitFailure;
+  }
   platform::ComPtr<IOndrel> core;
   if (Failed("CoCreateInstance", CoCreateInstance(CLSID_OndrelImpl, nullptr, CLSCTX_ALL, IID_IOndrel,
                                                   reinterpret_cast<void**>(core.GetAddressOf()))))

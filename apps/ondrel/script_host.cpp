@@ -6,7 +6,7 @@
 #include <ostream>
 
 #include "foundation/text_utils.h"
-#include "ondrel/platform/errorinfo.h"
+#include "host_setup.h"
 #include "ondrel/platform/gdiplus.h"
 #include "ondrel/platform/host_window.h"
 #include "ondrel/study_builder.h"
@@ -60,20 +60,6 @@ int Count(const std::string& word) {
   const long long value = Integer(word);
   if (value < 0 || value > 100000) throw ScriptError{"'" + word + "' is not a size"};
   return static_cast<int>(value);
-}
-
-std::string Hex(HRESULT hr) {
-  char text[16];
-  std::snprintf(text, sizeof text, "0x%08X", static_cast<unsigned>(hr));
-  return text;
-}
-
-std::string ErrorDescription() {
-  platform::ComPtr<IErrorInfo> info;
-  if (GetErrorInfo(0, info.GetAddressOf()) != S_OK) return {};
-  platform::BStr description;
-  info->GetDescription(description.Out());
-  return description.IsNull() ? std::string() : ToNarrow(std::u16string(description.Get(), description.Length()));
 }
 
 std::string Quoted(const std::string& text) {
@@ -190,9 +176,9 @@ void ScriptHost::Call(const std::vector<Word>& words, std::ostream& out) {
   for (std::size_t i = 0; i < given; ++i) ParseArgument(method->kinds[i], words[i + 2], values[i]);
 
   const HRESULT hr = method->call(Component(), values);
-  const std::string description = FAILED(hr) ? ErrorDescription() : std::string();
+  const std::string description = FAILED(hr) ? TakeErrorDescription() : std::string();
 
-  std::string line = std::string(method->name) + " -> " + Hex(hr);
+  std::string line = std::string(method->name) + " -> " + HResultText(hr);
   std::size_t seriesIndex = 0;
   for (std::size_t i = 0; i < given; ++i) {
     const Kind kind = method->kinds[i];
@@ -302,33 +288,16 @@ IOndrel& ScriptHost::Component() {
   if (!component) {
     const HRESULT hr = CoCreateInstance(CLSID_OndrelImpl, nullptr, CLSCTX_ALL, IID_IOndrel,
                                         reinterpret_cast<void**>(component.GetAddressOf()));
-    if (FAILED(hr)) throw ScriptError{"the component can't be made: " + Hex(hr) + " " + ErrorDescription()};
+    if (FAILED(hr)) throw ScriptError{"the component can't be made: " + HResultText(hr) + " " + TakeErrorDescription()};
   }
   return *component.Get();
 }
 
 void ScriptHost::BuildImage(const std::string& name, const std::string& file, int frame) {
-  const StudyGraph graph = BuildStudies({file});
-  if (!graph.skipped.empty()) throw ScriptError{file + ": " + graph.skipped.front().reason};
-  for (const auto& series : graph.series) {
-    SAFEARRAY* images = nullptr;
-    series->GetSeriesImages(&images);
-    const std::unique_ptr<SAFEARRAY, HRESULT (*)(SAFEARRAY*)> owner(images, &SafeArrayDestroy);
-    LONG upper = -1;
-    SafeArrayGetUBound(images, 1, &upper);
-    for (LONG i = 0; i <= upper; ++i) {
-      platform::ComPtr<IUnknown> element;
-      SafeArrayGetElement(images, &i, element.GetAddressOf());
-      platform::ComPtr<IImageInfoNW> image;
-      element.As(&image);
-      USHORT index = 0;
-      if (image && image->GetFrameIndex(&index) == S_OK && index == frame) {
-        images_[name] = image;
-        return;
-      }
-    }
-  }
-  throw ScriptError{file + " has no frame " + std::to_string(frame)};
+  std::string why;
+  platform::ComPtr<IImageInfoNW> image = ImageOfFile(file, static_cast<USHORT>(frame), why);
+  if (!image) throw ScriptError{why};
+  images_[name] = image;
 }
 
 void ScriptHost::BuildSeries(const std::string& name, const std::vector<std::string>& paths) {
@@ -341,18 +310,8 @@ void ScriptHost::BuildSeries(const std::string& name, const std::vector<std::str
 
 void ScriptHost::NameSeries(const std::string& name, ISeriesInfoNW* series) {
   series_[name] = series;
-  SAFEARRAY* images = nullptr;
-  if (FAILED(series->GetSeriesImages(&images))) return;
-  const std::unique_ptr<SAFEARRAY, HRESULT (*)(SAFEARRAY*)> owner(images, &SafeArrayDestroy);
-  LONG upper = -1;
-  SafeArrayGetUBound(images, 1, &upper);
-  for (LONG i = 0; i <= upper; ++i) {
-    platform::ComPtr<IUnknown> element;
-    SafeArrayGetElement(images, &i, element.GetAddressOf());
-    platform::ComPtr<IImageInfoNW> image;
-    element.As(&image);
-    images_[name + "[" + std::to_string(i) + "]"] = image;
-  }
+  const auto images = SeriesImages(series);
+  for (std::size_t i = 0; i < images.size(); ++i) images_[name + "[" + std::to_string(i) + "]"] = images[i];
 }
 
 void ScriptHost::SaveWindow(const std::string& name, const std::string& file) {
