@@ -103,6 +103,22 @@ void ImageRenderer::Render(HWND window, const PixelBuffer& buffer, std::unique_p
   existing->ReloadPixels(window, view, false);
 }
 
+void ImageRenderer::RenderConsultImage(HWND window, HWND consultWindow, ImageInfoStrategy* strategy) {
+  if (window == nullptr || consultWindow == nullptr)
+    THROW_MY_EXCEPTION("The Image renderer received an invalid window handle.");
+  if (strategy == nullptr) THROW_MY_EXCEPTION("The Image renderer received an invalid pointer.");
+  if (!IsWindow(consultWindow)) return;
+  const auto record = viewports_.find(window);
+  if (record == viewports_.end() || record->second.currentImage == nullptr) return;
+  Image* image = record->second.currentImage;
+  for (const auto& [key, stored] : record->second.images) {
+    if (stored.get() != image) continue;
+    RegisterImage(stored, consultWindow, static_cast<SHORT>(strategy->GetFrameIndex()));
+    image->Draw(consultWindow, false);
+    return;
+  }
+}
+
 void ImageRenderer::Draw(HWND window) {
   if (!IsWindow(window)) return;
   Image* image = GetCurrentImage(window);

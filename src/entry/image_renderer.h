@@ -42,6 +42,10 @@ class ImageRenderer {
   // default intent is installed. `cached` says that the pixels came from the loader's cache.
   void Render(HWND window, const PixelBuffer& buffer, std::unique_ptr<ImageInfoStrategy> strategy, bool cached,
               bool keep);
+  // Shows the image of `window` also in `consultWindow` (a full draw there), when the consult window is
+  // valid and the window shows an image; the one image then stands in both records and keeps the
+  // intent of the first window. Throws the renderer's window and pointer texts for null arguments.
+  void RenderConsultImage(HWND window, HWND consultWindow, ImageInfoStrategy* strategy);
   // The full draw of the window's image; nothing for an invalid window.
   void Draw(HWND window);
   // Makes the window the selected one and redraws the one selected before, which loses its frame.

@@ -88,7 +88,10 @@ HRESULT COndrelImpl::RenderConsultImage(HWND hViewPort, HWND hConsultViewPort, I
   W(hViewPort);
   W(hConsultViewPort);
   P(pImgInfo);
-  return NotImplemented();
+  return Frame([&] {
+    ImageInfoWStationStrategy strategy(pImgInfo);
+    renderer_.RenderConsultImage(hViewPort, hConsultViewPort, &strategy);
+  });
 }
 
 HRESULT COndrelImpl::Draw(HWND hViewPort) {

@@ -2,11 +2,12 @@
 // arguments as the interface says, hands the work on, and turns failures into codes with error
 // information (entry/entry_frame.h).
 //
-// Implemented: RenderImage, Draw, SelectWindow, ReleaseWindow, UnloadImage, the display operations
-// (PanImage to ResetImage, but MagnifyingGlass) and InitializeTrace. Every other method checks its
-// arguments and then answers E_NOTIMPL (0x80004001) with error information "Not implemented.":
-// RenderConsultImage, the magnifying glass, export and import, overlays and shutters, measurements,
-// reference lines and synchronisation, MPR, MIP and volume mode come with the work that builds them.
+// Implemented: RenderImage, RenderConsultImage, Draw, SelectWindow, ReleaseWindow, UnloadImage, the
+// display operations (PanImage to ResetImage, but MagnifyingGlass) and InitializeTrace. Every other
+// method checks its arguments and then answers E_NOTIMPL (0x80004001) with error information "Not
+// implemented.": the magnifying glass, export and import, overlays and shutters, measurements,
+// reference lines and synchronisation, MPR, MIP and volume mode come with the work that builds them;
+// RenderImage of an image of a derived (MPR, MIP, volume) series fails until then.
 #pragma once
 
 #include "entry/image_renderer.h"

@@ -109,6 +109,19 @@ TEST_F(RenderedCt, RenderingTheSameKeyAgainReusesTheImageAndKeepsAModifiedWindow
   EXPECT_EQ(zoom, 100U);
 }
 
+TEST_F(RenderedCt, AConsultWindowShowsTheSameImage) {
+  ASSERT_EQ(ondrel_->RenderImage(image_.Get(), window_, VARIANT_FALSE), S_OK);
+  ASSERT_EQ(ondrel_->ApplyWindowLevelPreset(window_, 400, 40), S_OK);
+  const HWND consult = ondrel::platform::CreateHostWindow(kSize, kSize);
+  ASSERT_EQ(ondrel_->RenderConsultImage(window_, consult, image_.Get()), S_OK);
+  ondrel::platform::WindowPixels shown;
+  ondrel::platform::WindowPixels consulted;
+  ASSERT_TRUE(ondrel::platform::ReadWindowPixels(window_, shown));
+  ASSERT_TRUE(ondrel::platform::ReadWindowPixels(consult, consulted));
+  EXPECT_EQ(shown.bgra, consulted.bgra);
+  DestroyWindow(consult);
+}
+
 TEST_F(RenderedCt, OperationsOnAWindowWithoutAnImageDoNothing) {
   const HWND empty = ondrel::platform::CreateHostWindow(16, 16);
   EXPECT_EQ(ondrel_->PanImage(empty, 3, 3), S_OK);
