@@ -1,0 +1,181 @@
+// The render path through the component's interface, beside DCMTK's DicomImage doing the same work
+// in the same run:
+//   render/<case>/wl_drag/ondrel     WindowLevelImage: the LUT and a fast draw into the window
+//   render/<case>/wl_drag/dcmtk      setWindow + getOutputData(8)
+//   render/<case>/full_draw/ondrel   Draw: the full draw, stretching the display buffer into the window
+//   render/<case>/full_draw/dcmtk    createScaledImage to the window's size + getOutputData(8)
+//   render/<case>/first/ondrel       a new component's RenderImage: parse, copy, LUT, full draw
+//   render/<case>/first/dcmtk        DicomImage of the file + setMinMaxWindow + getOutputData(8)
+//   render/<case>/zoom_drag/ondrel   ZoomImageDynamically: a fast draw at a new zoom
+// Cases: ct, a 512 x 512 16-bit CT slice into a 1024 x 1024 window; cr, a 3000 x 3000 12-bit
+// radiograph into 1000 x 1000.
+//
+// Usage: render_bench [benchmark flags] [--data=DIR]; DIR (default /tmp/ondrel-bench-data) holds
+// CT000001.dcm (bench/make_ct_series.py) and CR3000.dcm (bench/make_cr_image.py).
+#include <benchmark/benchmark.h>
+
+#include <dcmtk/dcmimgle/dcmimage.h>
+
+#include <iostream>
+#include <stdexcept>
+#include <string>
+
+#include "ondrel/module.h"
+#include "ondrel/ondrel.h"
+#include "ondrel/platform/gdiplus.h"
+#include "ondrel/platform/host_window.h"
+#include "ondrel/study_builder.h"
+
+namespace {
+
+using ondrel::platform::ComPtr;
+
+struct Case {
+  std::string name;
+  std::string file;
+  int window = 0;  // square window size
+  ComPtr<IImageInfoNW> image;
+};
+
+ComPtr<IOndrel> MakeComponent() {
+  ComPtr<IOndrel> component;
+  if (FAILED(CoCreateInstance(CLSID_OndrelImpl, nullptr, CLSCTX_ALL, IID_IOndrel,
+                              reinterpret_cast<void**>(component.GetAddressOf()))))
+    throw std::runtime_error("the component can't be made");
+  return component;
+}
+
+ComPtr<IImageInfoNW> ImageOf(const std::string& file) {
+  const ondrel::StudyGraph graph = ondrel::BuildStudies({file});
+  if (graph.series.empty()) throw std::runtime_error(file + ": no image (run the generators in bench/)");
+  SAFEARRAY* images = nullptr;
+  graph.series[0]->GetSeriesImages(&images);
+  LONG first = 0;
+  ComPtr<IUnknown> element;
+  SafeArrayGetElement(images, &first, element.GetAddressOf());
+  SafeArrayDestroy(images);
+  ComPtr<IImageInfoNW> image;
+  element.As(&image);
+  return image;
+}
+
+// A window showing the case's image through a component that lives as long as the fixture.
+struct Shown {
+  explicit Shown(const Case& c) : component(MakeComponent()), window(ondrel::platform::CreateHostWindow(c.window, c.window)) {
+    if (FAILED(component->RenderImage(c.image.Get(), window, VARIANT_FALSE)))
+      throw std::runtime_error(c.file + ": RenderImage failed");
+  }
+  ~Shown() {
+    component.Reset();
+    DestroyWindow(window);
+  }
+  ComPtr<IOndrel> component;
+  HWND window;
+};
+
+void WlDragOndrel(benchmark::State& state, const Case* c) {
+  Shown shown(*c);
+  LONG direction = 1;
+  for (auto _ : state) {
+    shown.component->WindowLevelImage(shown.window, direction, 0);
+    direction = -direction;
+  }
+}
+
+void WlDragDcmtk(benchmark::State& state, const Case* c) {
+  DicomImage image(c->file.c_str());
+  if (image.getStatus() != EIS_Normal) throw std::runtime_error(c->file + ": DCMTK can't read it");
+  double centre = 0;
+  double width = 0;
+  image.setMinMaxWindow();
+  image.getWindow(centre, width);
+  double step = 1;
+  for (auto _ : state) {
+    image.setWindow(centre, width + step);
+    benchmark::DoNotOptimize(image.getOutputData(8));
+    step = -step;
+  }
+}
+
+void FullDrawOndrel(benchmark::State& state, const Case* c) {
+  Shown shown(*c);
+  for (auto _ : state) shown.component->Draw(shown.window);
+}
+
+void FullDrawDcmtk(benchmark::State& state, const Case* c) {
+  DicomImage image(c->file.c_str());
+  image.setMinMaxWindow();
+  for (auto _ : state) {
+    DicomImage* scaled = image.createScaledImage(static_cast<unsigned long>(c->window),
+                                                 static_cast<unsigned long>(c->window), 1);
+    benchmark::DoNotOptimize(scaled->getOutputData(8));
+    delete scaled;
+  }
+}
+
+void FirstOndrel(benchmark::State& state, const Case* c) {
+  const HWND window = ondrel::platform::CreateHostWindow(c->window, c->window);
+  for (auto _ : state) {
+    const ComPtr<IOndrel> component = MakeComponent();
+    component->RenderImage(c->image.Get(), window, VARIANT_FALSE);
+  }
+  DestroyWindow(window);
+}
+
+void FirstDcmtk(benchmark::State& state, const Case* c) {
+  for (auto _ : state) {
+    DicomImage image(c->file.c_str());
+    image.setMinMaxWindow();
+    benchmark::DoNotOptimize(image.getOutputData(8));
+  }
+}
+
+void ZoomDragOndrel(benchmark::State& state, const Case* c) {
+  Shown shown(*c);
+  LONG direction = 1;
+  for (auto _ : state) {
+    shown.component->ZoomImageDynamically(shown.window, 0, direction);
+    direction = -direction;
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::string folder = "/tmp/ondrel-bench-data";
+  for (int i = 1; i < argc; ++i)
+    if (std::string(argv[i]).rfind("--data=", 0) == 0) folder = std::string(argv[i]).substr(7);
+  benchmark::Initialize(&argc, argv);
+
+  DllRegisterServer();
+  RegisterWorkstationClasses();
+  ULONG_PTR token = 0;
+  const Gdiplus::GdiplusStartupInput input;
+  Gdiplus::GdiplusStartup(&token, &input, nullptr);
+
+  static Case cases[] = {{"ct", folder + "/CT000001.dcm", 1024, {}}, {"cr", folder + "/CR3000.dcm", 1000, {}}};
+  try {
+    for (Case& c : cases) c.image = ImageOf(c.file);
+  } catch (const std::exception& failure) {
+    std::cerr << "render_bench: " << failure.what() << "\n";
+    return 1;
+  }
+  for (const Case& c : cases) {
+    const std::string prefix = "render/" + c.name + "/";
+    const auto add = [&](const std::string& name, void (*run)(benchmark::State&, const Case*)) {
+      benchmark::RegisterBenchmark((prefix + name).c_str(), run, &c)->Unit(benchmark::kMillisecond);
+    };
+    add("wl_drag/ondrel", WlDragOndrel);
+    add("wl_drag/dcmtk", WlDragDcmtk);
+    add("full_draw/ondrel", FullDrawOndrel);
+    add("full_draw/dcmtk", FullDrawDcmtk);
+    add("first/ondrel", FirstOndrel);
+    add("first/dcmtk", FirstDcmtk);
+    add("zoom_drag/ondrel", ZoomDragOndrel);
+  }
+  benchmark::RunSpecifiedBenchmarks();
+  benchmark::Shutdown();
+  for (Case& c : cases) c.image.Reset();
+  Gdiplus::GdiplusShutdown(token);
+  return 0;
+}
