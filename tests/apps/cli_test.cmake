@@ -121,3 +121,22 @@ expect_run(1 "CT_small.dcm has no frame 1\n$" stderr render ${sample} -o ${png} 
 if(EXISTS ${png})
   message(FATAL_ERROR "ondrel render wrote ${png} though it failed")
 endif()
+
+# The example scripts the README points to, run where they expect to be (a folder with data/ in it).
+set(examples "${CMAKE_CURRENT_BINARY_DIR}/ondrel_cli_examples")
+file(REMOVE_RECURSE ${examples})
+file(MAKE_DIRECTORY ${examples})
+file(CREATE_LINK ${CMAKE_CURRENT_LIST_DIR}/../../data ${examples}/data SYMBOLIC)
+foreach(example view_ct display_operations)
+  execute_process(COMMAND ${ONDREL} run data/examples/${example}.ondrel WORKING_DIRECTORY ${examples}
+                  RESULT_VARIABLE code OUTPUT_VARIABLE out ERROR_VARIABLE err)
+  if(NOT code EQUAL 0 OR NOT out MATCHES "\nwrote [^\n]*\n$")
+    message(FATAL_ERROR "ondrel run ${example}.ondrel: exit ${code}\nstdout: ${out}\nstderr: ${err}")
+  endif()
+endforeach()
+foreach(picture view_ct step1_window step2_zoom step3_turned step4_palette step5_reset)
+  if(NOT EXISTS ${examples}/${picture}.png)
+    message(FATAL_ERROR "the example scripts wrote no ${picture}.png")
+  endif()
+endforeach()
+file(REMOVE_RECURSE ${examples})
