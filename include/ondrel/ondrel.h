@@ -224,3 +224,53 @@ struct IOndrel : IUnknown {
 
 inline constexpr IID IID_IOndrel = IOndrel::kIid;
 inline constexpr CLSID CLSID_OndrelImpl = MakeGuid("EEF19488-1051-41E1-AC40-D035D8725944");
+
+// IOndrelDicomDir: the component for browsing DICOM media (class OndrelDicomDirImpl), over the media's
+// image objects. The methods are those of IOndrel with the same checks, words and codes, in this
+// order (WindowLevelImage before MagnifyingGlass); failures name this class ("Ondrel.OndrelDicomDirImpl")
+// and this interface. The component starts GDI+ itself.
+struct IOndrelDicomDir : IUnknown {
+  using BaseInterface = IUnknown;
+  static constexpr IID kIid = MakeGuid("1F0808B4-7B3A-410C-820D-059A51137146");
+
+  virtual HRESULT RenderImage(IDicomDirImage* pImgInfo, HWND hViewPort, VARIANT_BOOL bKeepPresIntent) = 0;
+  virtual HRESULT Draw(HWND hViewPort) = 0;
+  virtual HRESULT SelectWindow(HWND hViewPort) = 0;
+  virtual HRESULT UnloadImage(BSTR bstrSopInstUID) = 0;
+  virtual HRESULT PanImage(HWND hViewPort, LONG dx, LONG dy) = 0;
+  virtual HRESULT WindowLevelImage(HWND hViewPort, LONG dx, LONG dy) = 0;
+  virtual HRESULT MagnifyingGlass(HWND hViewPort, tagPOINT pt) = 0;
+  virtual HRESULT ApplyWindowLevelPreset(HWND hViewPort, LONG window, LONG level) = 0;
+  virtual HRESULT InvertImage(HWND hViewPort) = 0;
+  virtual HRESULT ApplyColorPalette(HWND hViewPort, ColorPaletteEnum eColorPalette) = 0;
+  virtual HRESULT GetColorPaletteMode(HWND hViewPort, ColorPaletteEnum* pMode) = 0;
+  virtual HRESULT ZoomImage(HWND hViewPort, ULONG nZoom) = 0;
+  virtual HRESULT ZoomImageDynamically(HWND hViewPort, LONG dx, LONG dy) = 0;
+  virtual HRESULT GetCurrentImageZoom(HWND hViewPort, ULONG* pnZoom) = 0;
+  virtual HRESULT RotateFlipImage(HWND hViewPort, ImageRotationFlipEnum eRotFlip) = 0;
+  virtual HRESULT EndInteractiveTool(HWND hViewPort) = 0;
+  virtual HRESULT ResetImage(BSTR bstrImageSopInstUID, HWND hViewPort) = 0;
+  virtual HRESULT ToggleOverlaysVisibility() = 0;
+  virtual HRESULT AreOverlaysVisible(VARIANT_BOOL* pbShow) = 0;
+  virtual HRESULT ToggleShutter() = 0;
+  virtual HRESULT IsShutterApplied(VARIANT_BOOL* pbShow) = 0;
+  virtual HRESULT MeasOnMouseButtonDown(HWND hViewPort, tagPOINT pt, MeasurementsEnum measType,
+                                        VARIANT_BOOL* pbProcessed) = 0;
+  virtual HRESULT MeasOnMouseMove(HWND hViewPort, tagPOINT pt) = 0;
+  virtual HRESULT MeasOnMouseButtonUp(HWND hViewPort, tagPOINT pt, VARIANT_BOOL* pbComplete) = 0;
+  virtual HRESULT MeasOnDoubleClick(HWND hViewPort) = 0;
+  virtual HRESULT DeleteSelectedMeasurement(HWND hViewPort) = 0;
+  virtual HRESULT DeleteAllMeasurements(HWND hViewPort) = 0;
+  virtual HRESULT ToggleMeasurementsVisibility(HWND hViewPort) = 0;
+  virtual HRESULT AreMeasurementsVisible(HWND hViewPort, VARIANT_BOOL* pbShow) = 0;
+  virtual HRESULT MeasEndInteraction(HWND hViewPort) = 0;
+  virtual HRESULT Calibrate(HWND hViewPort, VARIANT_BOOL bCancel, double dUserValue, VARIANT_BOOL bApplyToSeries,
+                            VARIANT_BOOL* pvbMissingCalibLine) = 0;
+  virtual HRESULT InitializeTrace(BSTR bstrTraceLogFileName, LONG nTraceLevel) = 0;
+
+ protected:
+  ~IOndrelDicomDir() = default;
+};
+
+inline constexpr IID IID_IOndrelDicomDir = IOndrelDicomDir::kIid;
+inline constexpr CLSID CLSID_OndrelDicomDirImpl = MakeGuid("477B159D-3FD6-41C0-A103-059781FB1536");

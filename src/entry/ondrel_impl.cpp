@@ -1,6 +1,5 @@
 #include "entry/ondrel_impl.h"
 
-#include <atomic>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -8,47 +7,13 @@
 #include <utility>
 
 #include "dicom/dicom_dictionary.h"
-#include "entry/entry_frame.h"
 #include "foundation/settings_helper.h"
 #include "foundation/user_preferences.h"
 #include "sources/image_info_strategies.h"
-#include "foundation/trace.h"
-
-namespace {
-
-HRESULT Invalid(const char16_t* text) { return entry::ReportError(CLSID_OndrelImpl, IID_IOndrel, text, E_POINTER); }
-
-HRESULT NotImplemented() {
-  return entry::ReportError(CLSID_OndrelImpl, IID_IOndrel, entry::kNotImplemented, E_NOTIMPL);
-}
-
-}  // namespace
-
-// The checks of each method, left to right: W a window handle, P a pointer.
-template <class Body>
-HRESULT COndrelImpl::Frame(Body&& body) {
-  return entry::RunFrame(CLSID_OndrelImpl, IID_IOndrel, std::forward<Body>(body));
-}
-
-namespace {
-
-std::u16string TextOf(BSTR text) { return std::u16string(text, SysStringLen(text)); }
-
-}  // namespace
-
-namespace {
-
-std::atomic<long> g_liveComponents{0};
-
-}  // namespace
-
-COndrelImpl::COndrelImpl() { ++g_liveComponents; }
-COndrelImpl::~COndrelImpl() { --g_liveComponents; }
-long COndrelImpl::LiveComponents() { return g_liveComponents; }
 
 HRESULT COndrelImpl::FinalConstruct() {
   // The licence check comes first; this build carries no licence that can expire, so it passes.
-  const HRESULT hr = Frame([] {
+  const HRESULT hr = core_.Frame([] {
     SettingsHelper::Instance().Load("ViewerUI.exe.config");
     DicomEngine::DicomDictionary::Instance().Load("dicom_dictionary.txt");
     StartUserPreferences(true);
@@ -64,23 +29,17 @@ HRESULT COndrelImpl::FinalConstruct() {
   return S_OK;
 }
 
-#define W(handle) \
-  if ((handle) == nullptr) return Invalid(entry::kInvalidWindow)
-#define P(pointer) \
-  if ((pointer) == nullptr) return Invalid(entry::kInvalidPointer)
+#define W(handle) ONDREL_CHECK_WINDOW(core_, handle)
+#define P(pointer) ONDREL_CHECK_POINTER(core_, pointer)
 
 HRESULT COndrelImpl::RenderImage(IImageInfoNW* pImgInfo, HWND hViewPort, VARIANT_BOOL bKeepPresIntent) {
   W(hViewPort);
   if (pImgInfo == nullptr) return S_OK;
-  return Frame([&] {
+  return core_.Frame([&] {
     auto strategy = std::make_unique<ImageInfoWStationStrategy>(pImgInfo);
-    PixelBuffer buffer;
-    bool cached = false;
     if (strategy->GetMprType() >= 2 || strategy->GetMipType() >= 2 || strategy->GetVolumeType() >= 2)
       THROW_MY_EXCEPTION("Derived series are not rendered by this build.");
-    loader_.Load(strategy.get(), &buffer, &cached);
-    if (buffer.data == nullptr) THROW_MY_EXCEPTION("The Ondrel failed to load the image pixel data.");
-    renderer_.Render(hViewPort, buffer, std::move(strategy), cached, bKeepPresIntent == VARIANT_TRUE);
+    core_.Render(std::move(strategy), hViewPort, bKeepPresIntent);
   });
 }
 
@@ -88,156 +47,52 @@ HRESULT COndrelImpl::RenderConsultImage(HWND hViewPort, HWND hConsultViewPort, I
   W(hViewPort);
   W(hConsultViewPort);
   P(pImgInfo);
-  return Frame([&] {
+  return core_.Frame([&] {
     ImageInfoWStationStrategy strategy(pImgInfo);
-    renderer_.RenderConsultImage(hViewPort, hConsultViewPort, &strategy);
+    core_.Renderer().RenderConsultImage(hViewPort, hConsultViewPort, &strategy);
   });
-}
-
-HRESULT COndrelImpl::Draw(HWND hViewPort) {
-  W(hViewPort);
-  return Frame([&] { renderer_.Draw(hViewPort); });
-}
-
-HRESULT COndrelImpl::SelectWindow(HWND hViewPort) {
-  W(hViewPort);
-  return Frame([&] { renderer_.SelectWindow(hViewPort); });
 }
 
 HRESULT COndrelImpl::ReleaseWindow(HWND hViewPort) {
   W(hViewPort);
-  return Frame([&] { renderer_.ReleaseWindow(hViewPort); });
-}
-
-HRESULT COndrelImpl::UnloadImage(BSTR bstrSopInstUID) {
-  P(bstrSopInstUID);
-  return Frame([&] {
-    const std::u16string uid = TextOf(bstrSopInstUID);
-    renderer_.UnloadImage(uid.c_str());
-    loader_.Remove(uid);
-  });
-}
-
-HRESULT COndrelImpl::PanImage(HWND hViewPort, LONG dx, LONG dy) {
-  W(hViewPort);
-  return Frame([&] { renderer_.PanImage(hViewPort, dx, dy); });
-}
-
-HRESULT COndrelImpl::MagnifyingGlass(HWND hViewPort, tagPOINT) {
-  W(hViewPort);
-  return NotImplemented();
-}
-
-HRESULT COndrelImpl::WindowLevelImage(HWND hViewPort, LONG dx, LONG dy) {
-  W(hViewPort);
-  return Frame([&] { renderer_.WindowLevelImage(hViewPort, dx, dy); });
-}
-
-HRESULT COndrelImpl::ApplyWindowLevelPreset(HWND hViewPort, LONG window, LONG level) {
-  W(hViewPort);
-  return Frame([&] { renderer_.ApplyWindowLevelPreset(hViewPort, window, level); });
-}
-
-HRESULT COndrelImpl::InvertImage(HWND hViewPort) {
-  W(hViewPort);
-  return Frame([&] { renderer_.InvertImage(hViewPort); });
-}
-
-HRESULT COndrelImpl::ApplyColorPalette(HWND hViewPort, ColorPaletteEnum eColorPalette) {
-  W(hViewPort);
-  return Frame([&] { renderer_.ApplyColorPalette(hViewPort, eColorPalette, loader_); });
-}
-
-HRESULT COndrelImpl::GetColorPaletteMode(HWND hViewPort, ColorPaletteEnum* pMode) {
-  P(hViewPort);  // the pointer message for the window too, as this method has always reported it
-  P(pMode);
-  return Frame([&] { *pMode = static_cast<ColorPaletteEnum>(renderer_.GetColorPaletteMode(hViewPort)); });
-}
-
-HRESULT COndrelImpl::ZoomImage(HWND hViewPort, ULONG nZoom) {
-  W(hViewPort);
-  return Frame([&] { renderer_.ZoomImage(hViewPort, nZoom); });
-}
-
-HRESULT COndrelImpl::ZoomImageDynamically(HWND hViewPort, LONG, LONG dy) {
-  W(hViewPort);
-  return Frame([&] { renderer_.ZoomImageDynamically(hViewPort, dy); });
-}
-
-HRESULT COndrelImpl::GetCurrentImageZoom(HWND hViewPort, ULONG* pnZoom) {
-  W(hViewPort);
-  P(pnZoom);
-  return Frame([&] { *pnZoom = renderer_.GetCurrentImageZoom(hViewPort); });
-}
-
-HRESULT COndrelImpl::RotateFlipImage(HWND hViewPort, ImageRotationFlipEnum eRotFlip) {
-  W(hViewPort);
-  return Frame([&] { renderer_.RotateFlipImage(hViewPort, eRotFlip, loader_); });
-}
-
-HRESULT COndrelImpl::EndInteractiveTool(HWND hViewPort) {
-  W(hViewPort);
-  return Frame([&] { renderer_.EndInteractiveTool(hViewPort); });
-}
-
-HRESULT COndrelImpl::ResetImage(BSTR bstrImageSopInstUID, HWND hViewPort) {
-  W(hViewPort);
-  P(bstrImageSopInstUID);
-  return Frame([&] {
-    const std::u16string uid = TextOf(bstrImageSopInstUID);
-    renderer_.ResetImage(uid.c_str(), hViewPort, loader_);
-  });
+  return core_.Frame([&] { core_.Renderer().ReleaseWindow(hViewPort); });
 }
 
 HRESULT COndrelImpl::SaveImageAsFile(HWND hViewPort, BSTR bstrEncoding, BSTR bstrFileName) {
   W(hViewPort);
   P(bstrEncoding);
   P(bstrFileName);
-  return NotImplemented();
+  return core_.NotImplemented();
 }
 
 HRESULT COndrelImpl::SaveImageAsDICOMFile(HWND hViewPort, BSTR bstrFileName, IImageInfoNW* pImgInfo) {
   W(hViewPort);
   P(bstrFileName);
   P(pImgInfo);
-  return NotImplemented();
+  return core_.NotImplemented();
 }
 
 HRESULT COndrelImpl::SaveConsultImage(HWND hViewPort, IImageInfoNW* pConsultImageInfo) {
   W(hViewPort);
   P(pConsultImageInfo);
-  return NotImplemented();
+  return core_.NotImplemented();
 }
 
 HRESULT COndrelImpl::ImportImageAsDICOMFile(BSTR bstrFileName, IImageInfoNW* pImgInfo) {
   P(bstrFileName);
   P(pImgInfo);
-  return NotImplemented();
-}
-
-HRESULT COndrelImpl::ToggleOverlaysVisibility() { return NotImplemented(); }
-
-HRESULT COndrelImpl::AreOverlaysVisible(VARIANT_BOOL* pbShow) {
-  P(pbShow);
-  return NotImplemented();
-}
-
-HRESULT COndrelImpl::ToggleShutter() { return NotImplemented(); }
-
-HRESULT COndrelImpl::IsShutterApplied(VARIANT_BOOL* pbShow) {
-  P(pbShow);
-  return NotImplemented();
+  return core_.NotImplemented();
 }
 
 HRESULT COndrelImpl::GetImageHBITMAP(HWND hViewPort, LONG, LONG, LONG, LONG, HBITMAP* phBitmap) {
   W(hViewPort);
   P(phBitmap);
-  return NotImplemented();
+  return core_.NotImplemented();
 }
 
 HRESULT COndrelImpl::ReleaseHBITMAP(HWND hViewPort) {
   W(hViewPort);
-  return NotImplemented();
+  return core_.NotImplemented();
 }
 
 HRESULT COndrelImpl::GetImageCurrentPixelData(HWND, BSTR bstrSopInstUID, SHORT, SAFEARRAY** ppData, LONG*, LONG*,
@@ -245,94 +100,39 @@ HRESULT COndrelImpl::GetImageCurrentPixelData(HWND, BSTR bstrSopInstUID, SHORT, 
   P(bstrSopInstUID);
   P(ppData);
   P(pbColor);
-  return NotImplemented();
+  return core_.NotImplemented();
 }
 
-HRESULT COndrelImpl::MeasOnMouseButtonDown(HWND hViewPort, tagPOINT, MeasurementsEnum, VARIANT_BOOL* pbProcessed) {
-  W(hViewPort);
-  P(pbProcessed);
-  return NotImplemented();
-}
-
-HRESULT COndrelImpl::MeasOnMouseMove(HWND hViewPort, tagPOINT) {
-  W(hViewPort);
-  return NotImplemented();
-}
-
-HRESULT COndrelImpl::MeasOnMouseButtonUp(HWND hViewPort, tagPOINT, VARIANT_BOOL* pbComplete) {
-  W(hViewPort);
-  P(pbComplete);
-  return NotImplemented();
-}
-
-HRESULT COndrelImpl::MeasOnDoubleClick(HWND hViewPort) {
-  W(hViewPort);
-  return NotImplemented();
-}
-
-HRESULT COndrelImpl::DeleteSelectedMeasurement(HWND hViewPort) {
-  W(hViewPort);
-  return NotImplemented();
-}
-
-HRESULT COndrelImpl::DeleteAllMeasurements(HWND hViewPort) {
-  W(hViewPort);
-  return NotImplemented();
-}
-
-HRESULT COndrelImpl::ToggleMeasurementsVisibility(HWND hViewPort) {
-  W(hViewPort);
-  return NotImplemented();
-}
-
-HRESULT COndrelImpl::AreMeasurementsVisible(HWND hViewPort, VARIANT_BOOL* pbShow) {
-  W(hViewPort);
-  P(pbShow);
-  return NotImplemented();
-}
-
-HRESULT COndrelImpl::MeasEndInteraction(HWND hViewPort) {
-  W(hViewPort);
-  return NotImplemented();
-}
-
-HRESULT COndrelImpl::Calibrate(HWND hViewPort, VARIANT_BOOL, double, VARIANT_BOOL, VARIANT_BOOL* pvbMissingCalibLine) {
-  W(hViewPort);
-  W(pvbMissingCalibLine);  // the window message for the out pointer, as this method has always reported it
-  *pvbMissingCalibLine = VARIANT_TRUE;
-  return NotImplemented();
-}
-
-HRESULT COndrelImpl::SetReferenceLinesMode(ReferenceLinesEnum) { return NotImplemented(); }
+HRESULT COndrelImpl::SetReferenceLinesMode(ReferenceLinesEnum) { return core_.NotImplemented(); }
 
 HRESULT COndrelImpl::GetReferenceLinesMode(ReferenceLinesEnum* pMode) {
   P(pMode);
-  return NotImplemented();
+  return core_.NotImplemented();
 }
 
 HRESULT COndrelImpl::CalculateReferenceLines(HWND hProjectedViewPort, HWND hProjecteeViewPort) {
   W(hProjectedViewPort);
   W(hProjecteeViewPort);
-  return NotImplemented();
+  return core_.NotImplemented();
 }
 
-HRESULT COndrelImpl::SetSynchronizeSeriesMode(SynchronizeSeriesEnum) { return NotImplemented(); }
+HRESULT COndrelImpl::SetSynchronizeSeriesMode(SynchronizeSeriesEnum) { return core_.NotImplemented(); }
 
 HRESULT COndrelImpl::GetSynchronizeSeriesMode(SynchronizeSeriesEnum* pMode) {
   P(pMode);
-  return NotImplemented();
+  return core_.NotImplemented();
 }
 
 HRESULT COndrelImpl::SynchronizeSeries(HWND hCrtViewPort, HWND hSynchViewPort, VARIANT_BOOL) {
   W(hCrtViewPort);
   W(hSynchViewPort);
-  return NotImplemented();
+  return core_.NotImplemented();
 }
 
 HRESULT COndrelImpl::CalculateSynchronizeSeriesOffset(HWND hCrtViewPort, HWND hSynchViewPort) {
   W(hCrtViewPort);
   W(hSynchViewPort);
-  return NotImplemented();
+  return core_.NotImplemented();
 }
 
 HRESULT COndrelImpl::GenerateMprSeries(IImageInfoNW* pImgInfo, ISeriesInfoNW** ppMprSeriesInfo1,
@@ -341,75 +141,75 @@ HRESULT COndrelImpl::GenerateMprSeries(IImageInfoNW* pImgInfo, ISeriesInfoNW** p
   P(ppMprSeriesInfo1);
   P(ppMprSeriesInfo2);
   P(ppMprSeriesInfoOblique);
-  return NotImplemented();
+  return core_.NotImplemented();
 }
 
-HRESULT COndrelImpl::SaveMprSeries(BSTR, BSTR, BSTR) { return NotImplemented(); }
+HRESULT COndrelImpl::SaveMprSeries(BSTR, BSTR, BSTR) { return core_.NotImplemented(); }
 
-HRESULT COndrelImpl::EndMprMode() { return NotImplemented(); }
+HRESULT COndrelImpl::EndMprMode() { return core_.NotImplemented(); }
 
 HRESULT COndrelImpl::GetMprMode(MprOperationsEnum* pMode) {
   P(pMode);
-  return NotImplemented();
+  return core_.NotImplemented();
 }
 
 HRESULT COndrelImpl::MprOnMouseButtonDown(HWND hViewPort, tagPOINT, VARIANT_BOOL* pbProcessed) {
   W(hViewPort);
   P(pbProcessed);
-  return NotImplemented();
+  return core_.NotImplemented();
 }
 
 HRESULT COndrelImpl::MprOnMouseMove(HWND hViewPort, tagPOINT, VARIANT_BOOL* pbProcessed) {
   W(hViewPort);
   P(pbProcessed);
-  return NotImplemented();
+  return core_.NotImplemented();
 }
 
 HRESULT COndrelImpl::MprOnMouseButtonUp(HWND hViewPort, tagPOINT, VARIANT_BOOL* pbProcessed, VARIANT_BOOL* pbComplete) {
   W(hViewPort);
   P(pbProcessed);
   P(pbComplete);
-  return NotImplemented();
+  return core_.NotImplemented();
 }
 
 HRESULT COndrelImpl::MprOnDoubleClick(HWND hViewPort, VARIANT_BOOL* pbProcessed) {
   W(hViewPort);
   P(pbProcessed);
-  return NotImplemented();
+  return core_.NotImplemented();
 }
 
 HRESULT COndrelImpl::GenerateMipSeries(IImageInfoNW* pImgInfo, ISeriesInfoNW** ppMipSeriesInfo) {
   P(pImgInfo);
   P(ppMipSeriesInfo);
-  return NotImplemented();
+  return core_.NotImplemented();
 }
 
-HRESULT COndrelImpl::EndMipMode() { return NotImplemented(); }
+HRESULT COndrelImpl::EndMipMode() { return core_.NotImplemented(); }
 
 HRESULT COndrelImpl::GetMipMode(MipOperationsEnum* pMode) {
   P(pMode);
-  return NotImplemented();
+  return core_.NotImplemented();
 }
 
-HRESULT COndrelImpl::SetMipMode(MipOperationsEnum) { return NotImplemented(); }
+HRESULT COndrelImpl::SetMipMode(MipOperationsEnum) { return core_.NotImplemented(); }
 
 HRESULT COndrelImpl::MipOnMouseButtonDown(HWND hViewPort, tagPOINT, VARIANT_BOOL* pbProcessed) {
   W(hViewPort);
   P(pbProcessed);
-  return NotImplemented();
+  return core_.NotImplemented();
 }
 
 HRESULT COndrelImpl::MipOnMouseMove(HWND hViewPort, tagPOINT, VARIANT_BOOL* pbProcessed) {
   W(hViewPort);
   P(pbProcessed);
-  return NotImplemented();
+  return core_.NotImplemented();
 }
 
 HRESULT COndrelImpl::MipOnMouseButtonUp(HWND hViewPort, tagPOINT, VARIANT_BOOL* pbProcessed, VARIANT_BOOL* pbComplete) {
   W(hViewPort);
   P(pbProcessed);
   P(pbComplete);
-  return NotImplemented();
+  return core_.NotImplemented();
 }
 
 HRESULT COndrelImpl::MipOnDoubleClick(HWND hViewPort, VARIANT_BOOL* pbProcessed) {
@@ -418,40 +218,40 @@ HRESULT COndrelImpl::MipOnDoubleClick(HWND hViewPort, VARIANT_BOOL* pbProcessed)
 
 HRESULT COndrelImpl::MipRotate(HWND hViewPort, LONG, LONG) {
   W(hViewPort);
-  return NotImplemented();
+  return core_.NotImplemented();
 }
 
 HRESULT COndrelImpl::GenerateVolumeSeries(IImageInfoNW* pImgInfo, ISeriesInfoNW** ppVolumeSeriesInfo, LONG, LONG) {
   P(pImgInfo);
   P(ppVolumeSeriesInfo);
-  return NotImplemented();
+  return core_.NotImplemented();
 }
 
-HRESULT COndrelImpl::StartVolumeMode(HWND, VARIANT_BOOL*) { return NotImplemented(); }
+HRESULT COndrelImpl::StartVolumeMode(HWND, VARIANT_BOOL*) { return core_.NotImplemented(); }
 
-HRESULT COndrelImpl::EndVolumeMode() { return NotImplemented(); }
+HRESULT COndrelImpl::EndVolumeMode() { return core_.NotImplemented(); }
 
 HRESULT COndrelImpl::GetVolumeMode(LONG* pMode) {
   P(pMode);
-  return NotImplemented();
+  return core_.NotImplemented();
 }
 
 HRESULT COndrelImpl::VolumeApplyThreshold(IImageInfoNW* pImgInfo, HWND hViewPort, LONG, LONG, SHORT) {
   W(hViewPort);
   if (pImgInfo == nullptr) return S_OK;
-  return NotImplemented();
+  return core_.NotImplemented();
 }
 
 HRESULT COndrelImpl::VolumeOnMouseButtonDown(HWND hViewPort, tagPOINT, VARIANT_BOOL* pbProcessed) {
   W(hViewPort);
   P(pbProcessed);
-  return NotImplemented();
+  return core_.NotImplemented();
 }
 
 HRESULT COndrelImpl::VolumeOnMouseMove(HWND hViewPort, tagPOINT, VARIANT_BOOL* pbProcessed) {
   W(hViewPort);
   P(pbProcessed);
-  return NotImplemented();
+  return core_.NotImplemented();
 }
 
 HRESULT COndrelImpl::VolumeOnMouseButtonUp(HWND hViewPort, tagPOINT, VARIANT_BOOL* pbProcessed,
@@ -459,22 +259,11 @@ HRESULT COndrelImpl::VolumeOnMouseButtonUp(HWND hViewPort, tagPOINT, VARIANT_BOO
   W(hViewPort);
   P(pbProcessed);
   P(pbComplete);
-  return NotImplemented();
+  return core_.NotImplemented();
 }
 
 HRESULT COndrelImpl::VolumeOnDoubleClick(HWND hViewPort, VARIANT_BOOL* pbProcessed) {
   W(hViewPort);
   P(pbProcessed);
-  return NotImplemented();
-}
-
-HRESULT COndrelImpl::InitializeTrace(BSTR bstrTraceLogFileName, LONG nTraceLevel) {
-  // Taken as unsigned, so a negative level is as far out of range as 5.
-  if (static_cast<ULONG>(nTraceLevel) >= 5) return Invalid(u"The Ondrel received an invalid trace level.");
-  return entry::RunFrame(CLSID_OndrelImpl, IID_IOndrel, [&] {
-    const std::u16string name = bstrTraceLogFileName != nullptr
-                                    ? std::u16string(bstrTraceLogFileName, SysStringLen(bstrTraceLogFileName))
-                                    : std::u16string(u"Ondrel.log");
-    Trace::Instance().Open(name, static_cast<int>(nTraceLevel));
-  });
+  return core_.NotImplemented();
 }

@@ -10,18 +10,19 @@
 // RenderImage of an image of a derived (MPR, MIP, volume) series fails until then.
 #pragma once
 
-#include "entry/image_renderer.h"
+#include <atomic>
+
+#include "entry/component_core.h"
 #include "ondrel/ondrel.h"
 #include "ondrel/platform/errorinfo.h"
-#include "sources/image_loader.h"
 
 class COndrelImpl : public ondrel::platform::ComObject<IOndrel, ISupportErrorInfo> {
  public:
-  COndrelImpl();
-  ~COndrelImpl() override;
+  COndrelImpl() : core_(CLSID_OndrelImpl, IID_IOndrel) { ++liveComponents_; }
+  ~COndrelImpl() override { --liveComponents_; }
 
   // The components alive in the process, which keep the module loaded.
-  static long LiveComponents();
+  static long LiveComponents() { return liveComponents_; }
 
   // Creation, as the class factory finishes it: the licence check, the settings file
   // "ViewerUI.exe.config" and the dictionary "dicom_dictionary.txt" beside the host, the user's
@@ -35,47 +36,73 @@ class COndrelImpl : public ondrel::platform::ComObject<IOndrel, ISupportErrorInf
 
   HRESULT RenderImage(IImageInfoNW* pImgInfo, HWND hViewPort, VARIANT_BOOL bKeepPresIntent) override;
   HRESULT RenderConsultImage(HWND hViewPort, HWND hConsultViewPort, IImageInfoNW* pImgInfo) override;
-  HRESULT Draw(HWND hViewPort) override;
-  HRESULT SelectWindow(HWND hViewPort) override;
+  HRESULT Draw(HWND hViewPort) override { return core_.Draw(hViewPort); }
+  HRESULT SelectWindow(HWND hViewPort) override { return core_.SelectWindow(hViewPort); }
   HRESULT ReleaseWindow(HWND hViewPort) override;
-  HRESULT UnloadImage(BSTR bstrSopInstUID) override;
-  HRESULT PanImage(HWND hViewPort, LONG dx, LONG dy) override;
-  HRESULT MagnifyingGlass(HWND hViewPort, tagPOINT pt) override;
-  HRESULT WindowLevelImage(HWND hViewPort, LONG dx, LONG dy) override;
-  HRESULT ApplyWindowLevelPreset(HWND hViewPort, LONG window, LONG level) override;
-  HRESULT InvertImage(HWND hViewPort) override;
-  HRESULT ApplyColorPalette(HWND hViewPort, ColorPaletteEnum eColorPalette) override;
-  HRESULT GetColorPaletteMode(HWND hViewPort, ColorPaletteEnum* pMode) override;
-  HRESULT ZoomImage(HWND hViewPort, ULONG nZoom) override;
-  HRESULT ZoomImageDynamically(HWND hViewPort, LONG dx, LONG dy) override;
-  HRESULT GetCurrentImageZoom(HWND hViewPort, ULONG* pnZoom) override;
-  HRESULT RotateFlipImage(HWND hViewPort, ImageRotationFlipEnum eRotFlip) override;
-  HRESULT EndInteractiveTool(HWND hViewPort) override;
-  HRESULT ResetImage(BSTR bstrImageSopInstUID, HWND hViewPort) override;
+  HRESULT UnloadImage(BSTR bstrSopInstUID) override { return core_.UnloadImage(bstrSopInstUID); }
+  HRESULT PanImage(HWND hViewPort, LONG dx, LONG dy) override { return core_.PanImage(hViewPort, dx, dy); }
+  HRESULT MagnifyingGlass(HWND hViewPort, tagPOINT pt) override { return core_.MagnifyingGlass(hViewPort, pt); }
+  HRESULT WindowLevelImage(HWND hViewPort, LONG dx, LONG dy) override {
+    return core_.WindowLevelImage(hViewPort, dx, dy);
+  }
+  HRESULT ApplyWindowLevelPreset(HWND hViewPort, LONG window, LONG level) override {
+    return core_.ApplyWindowLevelPreset(hViewPort, window, level);
+  }
+  HRESULT InvertImage(HWND hViewPort) override { return core_.InvertImage(hViewPort); }
+  HRESULT ApplyColorPalette(HWND hViewPort, ColorPaletteEnum eColorPalette) override {
+    return core_.ApplyColorPalette(hViewPort, eColorPalette);
+  }
+  HRESULT GetColorPaletteMode(HWND hViewPort, ColorPaletteEnum* pMode) override {
+    return core_.GetColorPaletteMode(hViewPort, pMode);
+  }
+  HRESULT ZoomImage(HWND hViewPort, ULONG nZoom) override { return core_.ZoomImage(hViewPort, nZoom); }
+  HRESULT ZoomImageDynamically(HWND hViewPort, LONG dx, LONG dy) override {
+    return core_.ZoomImageDynamically(hViewPort, dx, dy);
+  }
+  HRESULT GetCurrentImageZoom(HWND hViewPort, ULONG* pnZoom) override {
+    return core_.GetCurrentImageZoom(hViewPort, pnZoom);
+  }
+  HRESULT RotateFlipImage(HWND hViewPort, ImageRotationFlipEnum eRotFlip) override {
+    return core_.RotateFlipImage(hViewPort, eRotFlip);
+  }
+  HRESULT EndInteractiveTool(HWND hViewPort) override { return core_.EndInteractiveTool(hViewPort); }
+  HRESULT ResetImage(BSTR bstrImageSopInstUID, HWND hViewPort) override {
+    return core_.ResetImage(bstrImageSopInstUID, hViewPort);
+  }
   HRESULT SaveImageAsFile(HWND hViewPort, BSTR bstrEncoding, BSTR bstrFileName) override;
   HRESULT SaveImageAsDICOMFile(HWND hViewPort, BSTR bstrFileName, IImageInfoNW* pImgInfo) override;
   HRESULT SaveConsultImage(HWND hViewPort, IImageInfoNW* pConsultImageInfo) override;
   HRESULT ImportImageAsDICOMFile(BSTR bstrFileName, IImageInfoNW* pImgInfo) override;
-  HRESULT ToggleOverlaysVisibility() override;
-  HRESULT AreOverlaysVisible(VARIANT_BOOL* pbShow) override;
-  HRESULT ToggleShutter() override;
-  HRESULT IsShutterApplied(VARIANT_BOOL* pbShow) override;
+  HRESULT ToggleOverlaysVisibility() override { return core_.ToggleOverlaysVisibility(); }
+  HRESULT AreOverlaysVisible(VARIANT_BOOL* pbShow) override { return core_.AreOverlaysVisible(pbShow); }
+  HRESULT ToggleShutter() override { return core_.ToggleShutter(); }
+  HRESULT IsShutterApplied(VARIANT_BOOL* pbShow) override { return core_.IsShutterApplied(pbShow); }
   HRESULT GetImageHBITMAP(HWND hViewPort, LONG left, LONG top, LONG right, LONG bottom, HBITMAP* phBitmap) override;
   HRESULT ReleaseHBITMAP(HWND hViewPort) override;
   HRESULT GetImageCurrentPixelData(HWND hViewPort, BSTR bstrSopInstUID, SHORT nFrameIdx, SAFEARRAY** ppData,
                                    LONG* pPixelsRows, LONG* pPixelsColumns, VARIANT_BOOL* pbColor) override;
   HRESULT MeasOnMouseButtonDown(HWND hViewPort, tagPOINT pt, MeasurementsEnum measType,
-                                VARIANT_BOOL* pbProcessed) override;
-  HRESULT MeasOnMouseMove(HWND hViewPort, tagPOINT pt) override;
-  HRESULT MeasOnMouseButtonUp(HWND hViewPort, tagPOINT pt, VARIANT_BOOL* pbComplete) override;
-  HRESULT MeasOnDoubleClick(HWND hViewPort) override;
-  HRESULT DeleteSelectedMeasurement(HWND hViewPort) override;
-  HRESULT DeleteAllMeasurements(HWND hViewPort) override;
-  HRESULT ToggleMeasurementsVisibility(HWND hViewPort) override;
-  HRESULT AreMeasurementsVisible(HWND hViewPort, VARIANT_BOOL* pbShow) override;
-  HRESULT MeasEndInteraction(HWND hViewPort) override;
+                                VARIANT_BOOL* pbProcessed) override {
+    return core_.MeasOnMouseButtonDown(hViewPort, pt, measType, pbProcessed);
+  }
+  HRESULT MeasOnMouseMove(HWND hViewPort, tagPOINT pt) override { return core_.MeasOnMouseMove(hViewPort, pt); }
+  HRESULT MeasOnMouseButtonUp(HWND hViewPort, tagPOINT pt, VARIANT_BOOL* pbComplete) override {
+    return core_.MeasOnMouseButtonUp(hViewPort, pt, pbComplete);
+  }
+  HRESULT MeasOnDoubleClick(HWND hViewPort) override { return core_.MeasOnDoubleClick(hViewPort); }
+  HRESULT DeleteSelectedMeasurement(HWND hViewPort) override { return core_.DeleteSelectedMeasurement(hViewPort); }
+  HRESULT DeleteAllMeasurements(HWND hViewPort) override { return core_.DeleteAllMeasurements(hViewPort); }
+  HRESULT ToggleMeasurementsVisibility(HWND hViewPort) override {
+    return core_.ToggleMeasurementsVisibility(hViewPort);
+  }
+  HRESULT AreMeasurementsVisible(HWND hViewPort, VARIANT_BOOL* pbShow) override {
+    return core_.AreMeasurementsVisible(hViewPort, pbShow);
+  }
+  HRESULT MeasEndInteraction(HWND hViewPort) override { return core_.MeasEndInteraction(hViewPort); }
   HRESULT Calibrate(HWND hViewPort, VARIANT_BOOL bCancel, double dUserValue, VARIANT_BOOL bApplyToSeries,
-                    VARIANT_BOOL* pvbMissingCalibLine) override;
+                    VARIANT_BOOL* pvbMissingCalibLine) override {
+    return core_.Calibrate(hViewPort, bCancel, dUserValue, bApplyToSeries, pvbMissingCalibLine);
+  }
   HRESULT SetReferenceLinesMode(ReferenceLinesEnum mode) override;
   HRESULT GetReferenceLinesMode(ReferenceLinesEnum* pMode) override;
   HRESULT CalculateReferenceLines(HWND hProjectedViewPort, HWND hProjecteeViewPort) override;
@@ -113,13 +140,11 @@ class COndrelImpl : public ondrel::platform::ComObject<IOndrel, ISupportErrorInf
   HRESULT VolumeOnMouseButtonUp(HWND hViewPort, tagPOINT pt, VARIANT_BOOL* pbProcessed,
                                 VARIANT_BOOL* pbComplete) override;
   HRESULT VolumeOnDoubleClick(HWND hViewPort, VARIANT_BOOL* pbProcessed) override;
-  HRESULT InitializeTrace(BSTR bstrTraceLogFileName, LONG nTraceLevel) override;
+  HRESULT InitializeTrace(BSTR bstrTraceLogFileName, LONG nTraceLevel) override {
+    return core_.InitializeTrace(bstrTraceLogFileName, nTraceLevel);
+  }
 
  private:
-  // Runs `body` in the frame of a method: S_OK, or E_FAIL with the failure's text.
-  template <class Body>
-  HRESULT Frame(Body&& body);
-
-  ImageLoader loader_;
-  ImageRenderer renderer_;
+  static inline std::atomic<long> liveComponents_{0};
+  ComponentCore core_;
 };
