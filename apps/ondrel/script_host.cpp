@@ -124,7 +124,7 @@ void ScriptHost::RunLine(const std::string& line, std::ostream& out) {
     BuildSeries(words[1].text, paths);
   } else if (command == "component") {
     RequireCount(words, 1, 1);
-    if (words[1].text == "dicomdir") throw ScriptError{"this build has no media component yet"};
+    if (words[1].text == "dicomdir") throw ScriptError{"the script host does not drive the media component yet"};
     if (words[1].text != "main") throw ScriptError{"component is main or dicomdir, not " + words[1].text};
     componentName_ = words[1].text;
   } else if (command == "call") {

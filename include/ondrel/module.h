@@ -11,7 +11,11 @@ extern "C" {
 HRESULT DllGetClassObject(REFCLSID rclsid, REFIID riid, LPVOID* ppv);
 // S_OK when no component of the core is alive, else S_FALSE.
 HRESULT DllCanUnloadNow();
-// Adds the core's classes to the class table ("Ondrel.OndrelImpl"), or removes them.
+// Adds the core's classes to the class table ("Ondrel.OndrelImpl", "Ondrel.OndrelDicomDirImpl"), or
+// removes them.
 HRESULT DllRegisterServer();
 HRESULT DllUnregisterServer();
+// A new media component (OndrelDicomDirImpl) made without the class table, asked for `riid`.
+// E_POINTER for a null `object`; otherwise what its creation and the query answer.
+HRESULT CreateUnregisteredOndrelComInstance(void** object, REFIID riid);
 }

@@ -122,6 +122,40 @@ TEST_F(RenderedCt, AConsultWindowShowsTheSameImage) {
   DestroyWindow(consult);
 }
 
+// The media component, made without the class table, renders the same file through media objects
+// that know only its name and UID: the loader fills them from the file.
+TEST_F(RenderedCt, TheMediaComponentShowsTheSamePixels) {
+  ComPtr<IOndrelDicomDir> media;
+  ASSERT_EQ(CreateUnregisteredOndrelComInstance(reinterpret_cast<void**>(media.GetAddressOf()), IID_IOndrelDicomDir),
+            S_OK);
+  const auto make = [](const CLSID& clsid, const IID& iid, void** object) {
+    return CoCreateInstance(clsid, nullptr, CLSCTX_ALL, iid, object);
+  };
+  ComPtr<IDicomDirPatient> patient;
+  ComPtr<IDicomDirStudy> study;
+  ComPtr<IDicomDirSeries> series;
+  ComPtr<IDicomDirImage> image;
+  ASSERT_EQ(make(CLSID_DicomDirPatient, IDicomDirPatient::kIid, reinterpret_cast<void**>(patient.GetAddressOf())), S_OK);
+  ASSERT_EQ(make(CLSID_DicomDirStudy, IDicomDirStudy::kIid, reinterpret_cast<void**>(study.GetAddressOf())), S_OK);
+  ASSERT_EQ(make(CLSID_DicomDirSeries, IDicomDirSeries::kIid, reinterpret_cast<void**>(series.GetAddressOf())), S_OK);
+  ASSERT_EQ(make(CLSID_DicomDirImage, IDicomDirImage::kIid, reinterpret_cast<void**>(image.GetAddressOf())), S_OK);
+  patient->AddStudyToPatient(study.Get());
+  study->AddSeriesToStudy(series.Get());
+  series->AddImageToSeries(image.Get());
+  image->SetSopInstanceUid(ondrel::platform::BStr(u"1.3.6.1.4.1.5962.1.1.1.1.1.20040119072730.12322").Get());
+  image->SetFileName(ondrel::platform::BStr(u"" ONDREL_TEST_DATA_DIR "/dicom/CT_small.dcm").Get());
+  image->SetNeedsDicomData(VARIANT_TRUE);
+
+  ASSERT_EQ(media->RenderImage(image.Get(), window_, VARIANT_FALSE), S_OK);
+  ASSERT_EQ(media->ApplyWindowLevelPreset(window_, 400, 40), S_OK);
+  ondrel::platform::WindowPixels pixels;
+  ASSERT_TRUE(ondrel::platform::ReadWindowPixels(window_, pixels));
+  const std::vector<BYTE> expected = Expected(400, 40);
+  for (const int at : {0, 40 * kSize + 64, 90 * kSize + 17})
+    EXPECT_EQ(pixels.bgra[static_cast<std::size_t>(at) * 4], expected[static_cast<std::size_t>(at)]) << at;
+  EXPECT_EQ(media->ZoomImage(nullptr, 100), E_POINTER);
+}
+
 TEST_F(RenderedCt, OperationsOnAWindowWithoutAnImageDoNothing) {
   const HWND empty = ondrel::platform::CreateHostWindow(16, 16);
   EXPECT_EQ(ondrel_->PanImage(empty, 3, 3), S_OK);

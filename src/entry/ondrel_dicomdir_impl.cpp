@@ -1,0 +1,34 @@
+#include "entry/ondrel_dicomdir_impl.h"
+
+#include <memory>
+
+#include "dicom/dicom_dictionary.h"
+#include "foundation/exceptions.h"
+#include "foundation/user_preferences.h"
+#include "ondrel/platform/gdiplus.h"
+#include "sources/image_info_strategies.h"
+
+COndrelDicomDirImpl::~COndrelDicomDirImpl() {
+  if (gdiplusToken_ != 0) Gdiplus::GdiplusShutdown(gdiplusToken_);
+  --liveComponents_;
+}
+
+HRESULT COndrelDicomDirImpl::FinalConstruct() {
+  return core_.Frame([this] {
+    DicomEngine::DicomDictionary::Instance().Load("dicom_dictionary.txt");
+    StartUserPreferences(false);
+    const Gdiplus::GdiplusStartupInput input;
+    if (Gdiplus::GdiplusStartup(&gdiplusToken_, &input, nullptr) != Gdiplus::Ok) {
+      gdiplusToken_ = 0;
+      THROW_MY_EXCEPTION("GDI+ could not be started.");
+    }
+  });
+}
+
+// As the workstation's RenderImage, without derived series: media hold none.
+HRESULT COndrelDicomDirImpl::RenderImage(IDicomDirImage* pImgInfo, HWND hViewPort, VARIANT_BOOL bKeepPresIntent) {
+  ONDREL_CHECK_WINDOW(core_, hViewPort);
+  if (pImgInfo == nullptr) return S_OK;
+  return core_.Frame(
+      [&] { core_.Render(std::make_unique<ImageInfoDicomDirStrategy>(pImgInfo), hViewPort, bKeepPresIntent); });
+}
