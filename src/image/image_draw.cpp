@@ -93,6 +93,8 @@ void Image::FullDraw(HWND window) {
                  "DrawRectangle() failed with status=%d.");
   }
   DrawTagMark(window, graphics.get(), client);
+  // Then, in this order, the overlays, the MPR lines and the measurements are drawn over the picture;
+  // their tools join this draw when they are built.
 }
 
 // A star in the corner of a tagged image; elsewhere a dotted square marks where it would stand.
