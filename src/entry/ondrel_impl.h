@@ -12,13 +12,12 @@
 
 #include <atomic>
 
-#include "entry/component_core.h"
+#include "entry/component_base.h"
 #include "ondrel/ondrel.h"
-#include "ondrel/platform/errorinfo.h"
 
-class COndrelImpl : public ondrel::platform::ComObject<IOndrel, ISupportErrorInfo> {
+class COndrelImpl : public ComponentBase<IOndrel> {
  public:
-  COndrelImpl() : core_(CLSID_OndrelImpl, IID_IOndrel) { ++liveComponents_; }
+  COndrelImpl() : ComponentBase(CLSID_OndrelImpl) { ++liveComponents_; }
   ~COndrelImpl() override { --liveComponents_; }
 
   // The components alive in the process, which keep the module loaded.
@@ -32,77 +31,17 @@ class COndrelImpl : public ondrel::platform::ComObject<IOndrel, ISupportErrorInf
   // reported the same way, and creation goes on.
   HRESULT FinalConstruct();
 
-  HRESULT InterfaceSupportsErrorInfo(REFIID riid) override { return riid == IID_IOndrel ? S_OK : S_FALSE; }
-
   HRESULT RenderImage(IImageInfoNW* pImgInfo, HWND hViewPort, VARIANT_BOOL bKeepPresIntent) override;
   HRESULT RenderConsultImage(HWND hViewPort, HWND hConsultViewPort, IImageInfoNW* pImgInfo) override;
-  HRESULT Draw(HWND hViewPort) override { return core_.Draw(hViewPort); }
-  HRESULT SelectWindow(HWND hViewPort) override { return core_.SelectWindow(hViewPort); }
   HRESULT ReleaseWindow(HWND hViewPort) override;
-  HRESULT UnloadImage(BSTR bstrSopInstUID) override { return core_.UnloadImage(bstrSopInstUID); }
-  HRESULT PanImage(HWND hViewPort, LONG dx, LONG dy) override { return core_.PanImage(hViewPort, dx, dy); }
-  HRESULT MagnifyingGlass(HWND hViewPort, tagPOINT pt) override { return core_.MagnifyingGlass(hViewPort, pt); }
-  HRESULT WindowLevelImage(HWND hViewPort, LONG dx, LONG dy) override {
-    return core_.WindowLevelImage(hViewPort, dx, dy);
-  }
-  HRESULT ApplyWindowLevelPreset(HWND hViewPort, LONG window, LONG level) override {
-    return core_.ApplyWindowLevelPreset(hViewPort, window, level);
-  }
-  HRESULT InvertImage(HWND hViewPort) override { return core_.InvertImage(hViewPort); }
-  HRESULT ApplyColorPalette(HWND hViewPort, ColorPaletteEnum eColorPalette) override {
-    return core_.ApplyColorPalette(hViewPort, eColorPalette);
-  }
-  HRESULT GetColorPaletteMode(HWND hViewPort, ColorPaletteEnum* pMode) override {
-    return core_.GetColorPaletteMode(hViewPort, pMode);
-  }
-  HRESULT ZoomImage(HWND hViewPort, ULONG nZoom) override { return core_.ZoomImage(hViewPort, nZoom); }
-  HRESULT ZoomImageDynamically(HWND hViewPort, LONG dx, LONG dy) override {
-    return core_.ZoomImageDynamically(hViewPort, dx, dy);
-  }
-  HRESULT GetCurrentImageZoom(HWND hViewPort, ULONG* pnZoom) override {
-    return core_.GetCurrentImageZoom(hViewPort, pnZoom);
-  }
-  HRESULT RotateFlipImage(HWND hViewPort, ImageRotationFlipEnum eRotFlip) override {
-    return core_.RotateFlipImage(hViewPort, eRotFlip);
-  }
-  HRESULT EndInteractiveTool(HWND hViewPort) override { return core_.EndInteractiveTool(hViewPort); }
-  HRESULT ResetImage(BSTR bstrImageSopInstUID, HWND hViewPort) override {
-    return core_.ResetImage(bstrImageSopInstUID, hViewPort);
-  }
   HRESULT SaveImageAsFile(HWND hViewPort, BSTR bstrEncoding, BSTR bstrFileName) override;
   HRESULT SaveImageAsDICOMFile(HWND hViewPort, BSTR bstrFileName, IImageInfoNW* pImgInfo) override;
   HRESULT SaveConsultImage(HWND hViewPort, IImageInfoNW* pConsultImageInfo) override;
   HRESULT ImportImageAsDICOMFile(BSTR bstrFileName, IImageInfoNW* pImgInfo) override;
-  HRESULT ToggleOverlaysVisibility() override { return core_.ToggleOverlaysVisibility(); }
-  HRESULT AreOverlaysVisible(VARIANT_BOOL* pbShow) override { return core_.AreOverlaysVisible(pbShow); }
-  HRESULT ToggleShutter() override { return core_.ToggleShutter(); }
-  HRESULT IsShutterApplied(VARIANT_BOOL* pbShow) override { return core_.IsShutterApplied(pbShow); }
   HRESULT GetImageHBITMAP(HWND hViewPort, LONG left, LONG top, LONG right, LONG bottom, HBITMAP* phBitmap) override;
   HRESULT ReleaseHBITMAP(HWND hViewPort) override;
   HRESULT GetImageCurrentPixelData(HWND hViewPort, BSTR bstrSopInstUID, SHORT nFrameIdx, SAFEARRAY** ppData,
                                    LONG* pPixelsRows, LONG* pPixelsColumns, VARIANT_BOOL* pbColor) override;
-  HRESULT MeasOnMouseButtonDown(HWND hViewPort, tagPOINT pt, MeasurementsEnum measType,
-                                VARIANT_BOOL* pbProcessed) override {
-    return core_.MeasOnMouseButtonDown(hViewPort, pt, measType, pbProcessed);
-  }
-  HRESULT MeasOnMouseMove(HWND hViewPort, tagPOINT pt) override { return core_.MeasOnMouseMove(hViewPort, pt); }
-  HRESULT MeasOnMouseButtonUp(HWND hViewPort, tagPOINT pt, VARIANT_BOOL* pbComplete) override {
-    return core_.MeasOnMouseButtonUp(hViewPort, pt, pbComplete);
-  }
-  HRESULT MeasOnDoubleClick(HWND hViewPort) override { return core_.MeasOnDoubleClick(hViewPort); }
-  HRESULT DeleteSelectedMeasurement(HWND hViewPort) override { return core_.DeleteSelectedMeasurement(hViewPort); }
-  HRESULT DeleteAllMeasurements(HWND hViewPort) override { return core_.DeleteAllMeasurements(hViewPort); }
-  HRESULT ToggleMeasurementsVisibility(HWND hViewPort) override {
-    return core_.ToggleMeasurementsVisibility(hViewPort);
-  }
-  HRESULT AreMeasurementsVisible(HWND hViewPort, VARIANT_BOOL* pbShow) override {
-    return core_.AreMeasurementsVisible(hViewPort, pbShow);
-  }
-  HRESULT MeasEndInteraction(HWND hViewPort) override { return core_.MeasEndInteraction(hViewPort); }
-  HRESULT Calibrate(HWND hViewPort, VARIANT_BOOL bCancel, double dUserValue, VARIANT_BOOL bApplyToSeries,
-                    VARIANT_BOOL* pvbMissingCalibLine) override {
-    return core_.Calibrate(hViewPort, bCancel, dUserValue, bApplyToSeries, pvbMissingCalibLine);
-  }
   HRESULT SetReferenceLinesMode(ReferenceLinesEnum mode) override;
   HRESULT GetReferenceLinesMode(ReferenceLinesEnum* pMode) override;
   HRESULT CalculateReferenceLines(HWND hProjectedViewPort, HWND hProjecteeViewPort) override;
@@ -140,11 +79,7 @@ class COndrelImpl : public ondrel::platform::ComObject<IOndrel, ISupportErrorInf
   HRESULT VolumeOnMouseButtonUp(HWND hViewPort, tagPOINT pt, VARIANT_BOOL* pbProcessed,
                                 VARIANT_BOOL* pbComplete) override;
   HRESULT VolumeOnDoubleClick(HWND hViewPort, VARIANT_BOOL* pbProcessed) override;
-  HRESULT InitializeTrace(BSTR bstrTraceLogFileName, LONG nTraceLevel) override {
-    return core_.InitializeTrace(bstrTraceLogFileName, nTraceLevel);
-  }
 
  private:
   static inline std::atomic<long> liveComponents_{0};
-  ComponentCore core_;
 };
