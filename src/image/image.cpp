@@ -4,6 +4,7 @@
 #include <new>
 
 #include "foundation/exceptions.h"
+#include "foundation/text_utils.h"
 #include "foundation/trace.h"
 #include "foundation/user_preferences.h"
 
@@ -20,12 +21,6 @@ ARGB OpaqueArgb(COLORREF colour) {
   const DWORD green = (colour >> 8) & 0xFF;
   const DWORD blue = (colour >> 16) & 0xFF;
   return 0xFF000000u | red << 16 | green << 8 | blue;
-}
-
-std::string Narrow(const ImageInfoStrategy::Text& text) {
-  std::string narrow;
-  for (UINT i = 0; i < text.Length(); ++i) narrow += static_cast<char>(text.Get()[i] < 0x80 ? text.Get()[i] : '?');
-  return narrow;
 }
 
 }  // namespace
@@ -67,7 +62,7 @@ void Image::ReadPhotometric() {
   try {
     const ImageInfoStrategy::Text text = info_->GetPhotometricInterpretation();
     if (text.IsNull()) return;
-    const std::string value = Narrow(text);
+    const std::string value = ToNarrow(std::u16string_view(text.Get(), text.Length()));
     const struct {
       const char* name;
       int code;
