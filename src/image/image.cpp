@@ -54,6 +54,7 @@ Image::Image(const PixelBuffer& source, std::unique_ptr<ImageInfoStrategy> info,
 
 Image::~Image() {
   if (pixels_.owned) delete[] pixels_.data;
+  if (capturedBitmap_ != nullptr) DeleteObject(capturedBitmap_);
 }
 
 // The interpretation is searched for, not compared, in an order that keeps YBR_FULL_422 from reading

@@ -70,6 +70,19 @@ class Image {
   void ApplyWindowLevelLut();
 
   const PixelBuffer& Pixels() const { return pixels_; }
+  // The 8-bit (grey) or 24-bit (palette, colour) display buffer, bottom-up with rows padded to a
+  // multiple of 4 pixels; null before the first draw.
+  const BYTE* DisplayBits() const { return displayBuffer_.bytes.get(); }
+  // The display buffer's bitmap header (with the grey table for an 8-bit header), made on first use.
+  const BITMAPINFO* BitmapInfo() {
+    if (bitmapInfo_.empty()) CreateBitmapInfo();
+    return reinterpret_cast<const BITMAPINFO*>(bitmapInfo_.data());
+  }
+  // The last capture of the window (GetImageHBITMAP), owned until the host releases it or the image
+  // goes.
+  HBITMAP& CapturedBitmap() { return capturedBitmap_; }
+  // The window and level the display buffer was made with; none before the first draw.
+  const std::optional<WindowLevel>& AppliedWindowLevel() const { return appliedWindowLevel_; }
 
   // Puts the display buffer on the window: the full draw (background, picture, selection frame, tag
   // mark) through GDI+, or the fast draw (background and picture) through DrawDib. Nothing before the
@@ -113,4 +126,5 @@ class Image {
   PresentationIntent* intent_ = nullptr;
   std::optional<WindowLevel> appliedWindowLevel_;
   int photometric_ = kPhotometricUnknown;
+  HBITMAP capturedBitmap_ = nullptr;
 };
