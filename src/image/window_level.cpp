@@ -1,14 +1,18 @@
 #include "image/window_level.h"
 
 #include <algorithm>
+#include <bit>
+#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <new>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "foundation/exceptions.h"
+#include "image/lut_kernels.h"
 #include "image/palettes.h"
 #include "image/presentation_intent.h"
 #include "sources/image_info_strategy.h"
@@ -196,7 +200,66 @@ void WriteDisplay(const LutInput& input, std::vector<BYTE>& valueTable, BYTE* di
   }
 }
 
+// The display rows of a grey image through the kernel, bottom-up; a palette turns each byte into its
+// three-byte entry through a row of scratch.
+void WriteGreyThroughKernel(const LutInput& input, const GreyWindowKernel& kernel, BYTE* display) {
+  const std::size_t rows = static_cast<std::size_t>(input.rows);
+  const std::size_t columns = static_cast<std::size_t>(input.columns);
+  const std::size_t paddedColumns = Padded(input.columns);
+  const std::size_t paddedRows = Padded(input.rows);
+  const std::size_t elementBytes = static_cast<std::size_t>(ElementBytes(input.bitsStored));
+  const PaletteTable* table = FindPalette(input.palette);
+  const bool palette = input.palette != 0;
+  std::vector<BYTE> scratch(palette ? columns : 0);
+  const std::size_t rowBytes = paddedColumns * (palette ? 3 : 1);
+  for (std::size_t r = 0; r < rows; ++r) {
+    const BYTE* source = input.pixels + r * columns * elementBytes;
+    BYTE* destination = display + (paddedRows - 1 - r) * rowBytes;
+    BYTE* mapped = palette ? scratch.data() : destination;
+    if (elementBytes == 1)
+      MapGreyRow(source, mapped, columns, kernel);
+    else
+      MapGreyRow(reinterpret_cast<const std::uint16_t*>(source), mapped, columns, kernel);
+    if (!palette) continue;
+    for (std::size_t c = 0; c < columns; ++c) {
+      const BYTE grey = scratch[c];
+      // A palette value outside the enumeration finds no table: the grey byte fills all three.
+      const PaletteEntry entry = table != nullptr ? (*table)[grey] : PaletteEntry{grey, grey, grey};
+      std::memcpy(destination + 3 * c, entry.data(), entry.size());
+    }
+  }
+}
+
 }  // namespace
+
+std::optional<GreyWindowKernel> GreyKernelFor(const LutInput& input) {
+  static_assert(std::endian::native == std::endian::little, "the kernels read two-byte elements in place");
+  if (input.filter != 0 || IsColourPhotometric(input.photometric) || std::max(input.samples, 1) != 1) return {};
+  if (input.bitsStored < 1 || input.bitsStored > 16 || input.windowLevel.window <= 0) return {};
+  constexpr double kLimit = 1 << 30;
+  const WindowLevel& wl = input.windowLevel;
+  const std::int64_t low = std::int64_t{wl.level} - wl.window / 2;
+  const std::int64_t high = std::int64_t{wl.level} + wl.window / 2;
+  if (std::abs(static_cast<double>(low)) >= kLimit || std::abs(static_cast<double>(high)) >= kLimit) return {};
+  const float slope = static_cast<float>(input.rescaleSlope == 0.0 ? 1.0 : input.rescaleSlope);
+  const double intercept = input.rescaleIntercept;
+  // Elements are below 2^16 either way; the bound leaves room for the rounding of the product.
+  if (!(std::abs(static_cast<double>(slope)) * 65536.0 + std::abs(intercept) < kLimit / 2)) return {};
+
+  GreyWindowKernel kernel;
+  kernel.signBit = input.isSigned ? std::int32_t{1} << (input.bitsStored - 1) : 0;
+  // With a slope of exactly 1 and a whole intercept, the float product and double sum are exact.
+  kernel.integralRescale = slope == 1.0F && intercept == std::trunc(intercept);
+  kernel.interceptInteger = static_cast<std::int32_t>(intercept);
+  kernel.slope = slope;
+  kernel.intercept = intercept;
+  kernel.low = static_cast<std::int32_t>(low);
+  kernel.span = static_cast<std::int32_t>(high - low);
+  kernel.factor = 255.0 / static_cast<double>(wl.window);
+  const bool invert = input.invert != (input.photometric == kPhotometricMonochrome1);
+  kernel.invertMask = invert ? 0xFF : 0x00;
+  return kernel;
+}
 
 PixelRange CalculateMinMaxPixelValues(const BYTE* pixels, std::size_t byteSize, std::size_t count, int bitsStored,
                                       bool isSigned, double slope, double intercept) {
@@ -267,14 +330,17 @@ std::size_t DisplayBufferSize(const LutInput& input) {
   return samples * Padded(input.columns) * Padded(input.rows) * (paletteOnGrey ? 3 : 1);
 }
 
-void ApplyWindowLevelLut(const LutInput& input, DisplayBuffer& output) {
+namespace {
+
+void ApplyLut(const LutInput& input, DisplayBuffer& output, bool plainOnly) {
   if (input.pixels == nullptr || input.rows <= 0 || input.columns <= 0) return;
   const bool colour = IsColourPhotometric(input.photometric);
   const std::size_t planeSize = static_cast<std::size_t>(input.rows) * static_cast<std::size_t>(input.columns);
   const std::size_t samples = static_cast<std::size_t>(std::max(input.samples, 1));
+  const std::optional<GreyWindowKernel> kernel = plainOnly ? std::nullopt : GreyKernelFor(input);
   std::vector<BYTE> valueTable;
   try {
-    valueTable.resize(ValueTableSize(input, planeSize * samples));
+    if (!kernel) valueTable.resize(ValueTableSize(input, planeSize * samples));
   } catch (const std::bad_alloc&) {
     THROW_MY_EXCEPTION("Failed to allocate memory while applying the LUT.");
   }
@@ -291,11 +357,20 @@ void ApplyWindowLevelLut(const LutInput& input, DisplayBuffer& output) {
       output.bytes = std::move(bytes);
       output.size = size;
     }
-    WriteDisplay(input, valueTable, output.bytes.get());
+    if (kernel)
+      WriteGreyThroughKernel(input, *kernel, output.bytes.get());
+    else
+      WriteDisplay(input, valueTable, output.bytes.get());
   } catch (...) {
     RETHROW_MY_EXCEPTION("Failed to apply the image window and level.");
   }
 }
+
+}  // namespace
+
+void ApplyWindowLevelLut(const LutInput& input, DisplayBuffer& output) { ApplyLut(input, output, false); }
+
+void ApplyWindowLevelLutPlain(const LutInput& input, DisplayBuffer& output) { ApplyLut(input, output, true); }
 
 void ApplyWindowLevelLut(ImageInfoStrategy& info, const PixelBuffer& pixels, int photometric,
                          const PresentationIntent& intent, const EdgePointSet* edgePoints, DisplayBuffer& output) {

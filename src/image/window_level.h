@@ -111,7 +111,11 @@ std::size_t DisplayBufferSize(const LutInput& input);
 // "Failed to allocate memory for pixel data." when the display buffer can't be had, or a refusal when
 // `pixels` holds fewer bytes than the shape needs; "Failed to allocate memory while applying the LUT."
 // when the value table can't be had.
+// Common images (grey, one sample, a positive window, no filter) go through vector kernels that give
+// the same bytes.
 void ApplyWindowLevelLut(const LutInput& input, DisplayBuffer& output);
+// The same through the plain per-sample mapping alone: the reference the kernels are tested against.
+void ApplyWindowLevelLutPlain(const LutInput& input, DisplayBuffer& output);
 
 // The image's one-line form: reads the image's attributes from `info`, the palette, invert, filter,
 // threshold and window and level (none reads as 0 and 0) from `intent`, and swaps rows and columns

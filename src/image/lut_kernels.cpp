@@ -1,0 +1,58 @@
+// Compiled with -O3 -fno-trapping-math -ffp-contract=off (see CMakeLists.txt): the first two let
+// GCC turn the loop into vector code (trapping maths keeps the conversions in branches), the third keeps
+// every product rounded on its own, as the plain mapping rounds it. Each kernel is cloned for AVX-512,
+// AVX2 and the x86-64 baseline, and the loader picks the one the processor runs.
+#include "image/lut_kernels.h"
+
+#include <algorithm>
+
+namespace {
+
+// Inlined into each clone below, so that each is vectorised for its own instruction set.
+template <typename Element, bool IntegralRescale>
+[[gnu::always_inline]] inline void MapRow(const Element* elements, BYTE* out, std::size_t count, const GreyWindowKernel& k) {
+  const std::int32_t signBit = k.signBit;
+  const std::int32_t interceptInteger = k.interceptInteger;
+  const float slope = k.slope;
+  const double intercept = k.intercept;
+  const std::int32_t low = k.low;
+  const std::int32_t span = k.span;
+  const double factor = k.factor;
+  const BYTE invertMask = k.invertMask;
+  for (std::size_t i = 0; i < count; ++i) {
+    std::int32_t value = elements[i];
+    value -= (value & signBit) << 1;
+    std::int32_t modality;
+    if constexpr (IntegralRescale)
+      modality = value + interceptInteger;
+    else
+      modality = static_cast<std::int32_t>(static_cast<double>(static_cast<float>(value) * slope) + intercept);
+    const std::int32_t offset = modality - low;
+    // The product is taken for every element, inside the window or not, so the loop has no branch.
+    const std::int32_t inside = std::min(std::max(offset, 0), span);
+    std::int32_t byte = static_cast<std::int32_t>(static_cast<double>(inside) * factor);
+    byte = offset >= span ? 255 : byte;
+    byte = offset <= 0 ? 0 : byte;
+    out[i] = static_cast<BYTE>(byte ^ invertMask);
+  }
+}
+
+template <typename Element>
+[[gnu::always_inline]] inline void Dispatch(const Element* elements, BYTE* out, std::size_t count, const GreyWindowKernel& kernel) {
+  if (kernel.integralRescale)
+    MapRow<Element, true>(elements, out, count, kernel);
+  else
+    MapRow<Element, false>(elements, out, count, kernel);
+}
+
+}  // namespace
+
+__attribute__((target_clones("arch=x86-64-v4", "avx2", "default"))) void MapGreyRow(
+    const std::uint8_t* elements, BYTE* out, std::size_t count, const GreyWindowKernel& kernel) {
+  Dispatch(elements, out, count, kernel);
+}
+
+__attribute__((target_clones("arch=x86-64-v4", "avx2", "default"))) void MapGreyRow(
+    const std::uint16_t* elements, BYTE* out, std::size_t count, const GreyWindowKernel& kernel) {
+  Dispatch(elements, out, count, kernel);
+}
