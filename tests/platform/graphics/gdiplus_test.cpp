@@ -103,6 +103,60 @@ TEST(Gdiplus, BilinearStretchIsTheIdentityAtScaleOneAndInterpolatesBetweenCentre
   GdipDisposeImage(bitmap);
 }
 
+// The stretch written out plainly, pixel by pixel and channel by channel: the point under each
+// destination centre, held at the edges, its two source rows and columns weighted in 256ths, each
+// mix rounded to the nearest.
+std::uint32_t PlainBilinear(const RgbDib& dib, int width, int height, int x, int y) {
+  const auto tap = [](int i, int size, int sourceSize, int& first, int& second, int& weight) {
+    const std::int64_t position = (2 * std::int64_t{i} + 1) * sourceSize * 65536 / (2 * std::int64_t{size}) - 32768;
+    first = second = weight = 0;
+    if (position <= 0) return;
+    first = static_cast<int>(position >> 16);
+    second = first + 1;
+    weight = static_cast<int>((position >> 8) & 0xFF);
+    if (first >= sourceSize - 1) first = second = sourceSize - 1, weight = 0;
+  };
+  const int sourceWidth = dib.header.biWidth;
+  const int sourceHeight = -dib.header.biHeight;
+  int x0, x1, wx, y0, y1, wy;
+  tap(x, width, sourceWidth, x0, x1, wx);
+  tap(y, height, sourceHeight, y0, y1, wy);
+  const auto channel = [&](int px, int py, int shift) {
+    return static_cast<int>(dib.bits[static_cast<std::size_t>(py * dib.stride + 3 * px + shift)]);
+  };
+  const auto mix = [](int a, int b, int f) { return (a * (256 - f) + b * f + 128) >> 8; };
+  std::uint32_t rgb = 0;
+  for (int shift = 0; shift < 3; ++shift) {
+    const int above = mix(channel(x0, y0, shift), channel(x1, y0, shift), wx);
+    const int below = mix(channel(x0, y1, shift), channel(x1, y1, shift), wx);
+    rgb |= static_cast<std::uint32_t>(mix(above, below, wy)) << (8 * shift);
+  }
+  return rgb;
+}
+
+TEST(Gdiplus, BilinearStretchInBothDirectionsEqualsThePlainPerPixelMix) {
+  const GdiplusSession session;
+  std::mt19937 random(7);
+  RgbDib dib(37, 23);
+  for (int y = 0; y < 23; ++y)
+    for (int x = 0; x < 37; ++x) dib.Set(x, y, random() & 0xFFFFFF);
+  GpBitmap* bitmap = dib.Bitmap();
+  // Up by two and by odd factors, down, and a picture hanging over the window's left and bottom edges.
+  const struct {
+    int x, y, width, height, windowWidth, windowHeight;
+  } draws[] = {{0, 0, 74, 46, 74, 46}, {3, 2, 51, 97, 60, 100}, {0, 0, 12, 7, 12, 7}, {-9, 5, 80, 40, 60, 30}};
+  for (const auto& d : draws) {
+    const auto shown = DrawnAt(bitmap, d.x, d.y, d.width, d.height, d.windowWidth, d.windowHeight);
+    int checked = 0;
+    for (int y = std::max(d.y, 0); y < std::min(d.y + d.height, d.windowHeight); ++y)
+      for (int x = std::max(d.x, 0); x < std::min(d.x + d.width, d.windowWidth); ++x, ++checked)
+        ASSERT_EQ(ShownPixel(shown, x, y), PlainBilinear(dib, d.width, d.height, x - d.x, y - d.y))
+            << d.width << "x" << d.height << " at " << x << "," << y;
+    EXPECT_GT(checked, 0);
+  }
+  GdipDisposeImage(bitmap);
+}
+
 TEST(Gdiplus, RegionFillsAndPenRectangles) {
   const GdiplusSession session;
   const HostWindow window(9, 7);
