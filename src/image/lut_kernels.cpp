@@ -9,7 +9,7 @@
 namespace {
 
 // Inlined into each clone below, so that each is vectorised for its own instruction set.
-template <typename Element, bool IntegralRescale>
+template <typename Element, bool IntegralRescale, bool FloatFactor>
 [[gnu::always_inline]] inline void MapRow(const Element* elements, BYTE* out, std::size_t count, const GreyWindowKernel& k) {
   const std::int32_t signBit = k.signBit;
   const std::int32_t interceptInteger = k.interceptInteger;
@@ -18,6 +18,7 @@ template <typename Element, bool IntegralRescale>
   const std::int32_t low = k.low;
   const std::int32_t span = k.span;
   const double factor = k.factor;
+  const float floatFactor = k.floatFactor;
   const BYTE invertMask = k.invertMask;
   for (std::size_t i = 0; i < count; ++i) {
     std::int32_t value = elements[i];
@@ -30,7 +31,11 @@ template <typename Element, bool IntegralRescale>
     const std::int32_t offset = modality - low;
     // The product is taken for every element, inside the window or not, so the loop has no branch.
     const std::int32_t inside = std::min(std::max(offset, 0), span);
-    std::int32_t byte = static_cast<std::int32_t>(static_cast<double>(inside) * factor);
+    std::int32_t byte;
+    if constexpr (FloatFactor)
+      byte = static_cast<std::int32_t>(static_cast<float>(inside) * floatFactor);
+    else
+      byte = static_cast<std::int32_t>(static_cast<double>(inside) * factor);
     byte = offset >= span ? 255 : byte;
     byte = offset <= 0 ? 0 : byte;
     out[i] = static_cast<BYTE>(byte ^ invertMask);
@@ -39,10 +44,14 @@ template <typename Element, bool IntegralRescale>
 
 template <typename Element>
 [[gnu::always_inline]] inline void Dispatch(const Element* elements, BYTE* out, std::size_t count, const GreyWindowKernel& kernel) {
-  if (kernel.integralRescale)
-    MapRow<Element, true>(elements, out, count, kernel);
+  if (kernel.integralRescale && kernel.useFloatFactor)
+    MapRow<Element, true, true>(elements, out, count, kernel);
+  else if (kernel.integralRescale)
+    MapRow<Element, true, false>(elements, out, count, kernel);
+  else if (kernel.useFloatFactor)
+    MapRow<Element, false, true>(elements, out, count, kernel);
   else
-    MapRow<Element, false>(elements, out, count, kernel);
+    MapRow<Element, false, false>(elements, out, count, kernel);
 }
 
 }  // namespace

@@ -26,6 +26,10 @@ struct GreyWindowKernel {
   std::int32_t low = 0;
   std::int32_t span = 0;
   double factor = 0.0;
+  // When set, (int)((float)(m - low) * floatFactor) gives the same byte as the double product for every
+  // m - low inside the window (checked where it is set), and is taken instead: twice the lanes.
+  bool useFloatFactor = false;
+  float floatFactor = 0.0F;
   BYTE invertMask = 0;
 };
 

@@ -232,6 +232,44 @@ void WriteGreyThroughKernel(const LutInput& input, const GreyWindowKernel& kerne
 
 }  // namespace
 
+namespace {
+
+// A float factor that gives, for every offset 1 .. span - 1 inside the window, the byte that the
+// double factor gives; none if the candidates near it all differ somewhere. Both products are
+// non-decreasing in the offset (the offset is exact as a float below 2^24, and rounding keeps order),
+// so two step functions that agree on both sides of every step of the double one agree everywhere:
+// about 2 x 255 offsets are checked, not the whole window.
+std::optional<float> EquivalentFloatFactor(double factor, std::int32_t span) {
+  if (span < 2 || span > (1 << 24)) return {};
+  const auto exact = [factor](std::int32_t d) { return static_cast<std::int32_t>(static_cast<double>(d) * factor); };
+  // The smallest offset from 1 whose byte is at least `k`; k lies between the bytes of 1 and span - 1.
+  const auto firstReaching = [&](std::int32_t k) {
+    auto d = static_cast<std::int32_t>(std::clamp(std::ceil(k / factor), 1.0, static_cast<double>(span - 1)));
+    while (d > 1 && exact(d - 1) >= k) --d;
+    while (exact(d) < k) ++d;
+    return d;
+  };
+  const std::int32_t firstByte = exact(1);
+  const std::int32_t lastByte = exact(span - 1);
+  // The float nearest the factor, and its neighbours, since the nearest may round some step the
+  // other way.
+  const float nearest = static_cast<float>(factor);
+  const float above = std::nextafter(nearest, 2.0F * nearest);
+  const float below = std::nextafter(nearest, 0.0F);
+  for (const float f : {nearest, above, below, std::nextafter(above, 2.0F * nearest), std::nextafter(below, 0.0F)}) {
+    const auto approximate = [f](std::int32_t d) { return static_cast<std::int32_t>(static_cast<float>(d) * f); };
+    bool same = approximate(1) == firstByte && approximate(span - 1) == lastByte;
+    for (std::int32_t k = firstByte + 1; same && k <= lastByte; ++k) {
+      const std::int32_t d = firstReaching(k);
+      same = approximate(d) == exact(d) && approximate(d - 1) == exact(d - 1);
+    }
+    if (same) return f;
+  }
+  return {};
+}
+
+}  // namespace
+
 std::optional<GreyWindowKernel> GreyKernelFor(const LutInput& input) {
   static_assert(std::endian::native == std::endian::little, "the kernels read two-byte elements in place");
   if (input.filter != 0 || IsColourPhotometric(input.photometric) || std::max(input.samples, 1) != 1) return {};
@@ -256,6 +294,10 @@ std::optional<GreyWindowKernel> GreyKernelFor(const LutInput& input) {
   kernel.low = static_cast<std::int32_t>(low);
   kernel.span = static_cast<std::int32_t>(high - low);
   kernel.factor = 255.0 / static_cast<double>(wl.window);
+  if (const std::optional<float> f = EquivalentFloatFactor(kernel.factor, kernel.span)) {
+    kernel.useFloatFactor = true;
+    kernel.floatFactor = *f;
+  }
   const bool invert = input.invert != (input.photometric == kPhotometricMonochrome1);
   kernel.invertMask = invert ? 0xFF : 0x00;
   return kernel;
@@ -332,6 +374,19 @@ std::size_t DisplayBufferSize(const LutInput& input) {
 
 namespace {
 
+// Padding shows as black, whatever the block held before.
+void ClearPadding(const LutInput& input, BYTE* display) {
+  const std::size_t rows = static_cast<std::size_t>(input.rows);
+  const std::size_t paddedRows = Padded(input.rows);
+  const bool paletteOnGrey = input.palette != 0 && !IsColourPhotometric(input.photometric);
+  const std::size_t samples = paletteOnGrey ? 3 : static_cast<std::size_t>(std::max(input.samples, 1));
+  const std::size_t used = static_cast<std::size_t>(input.columns) * samples;
+  const std::size_t rowBytes = Padded(input.columns) * samples;
+  std::memset(display, 0, (paddedRows - rows) * rowBytes);
+  if (used == rowBytes) return;
+  for (std::size_t r = paddedRows - rows; r < paddedRows; ++r) std::memset(display + r * rowBytes + used, 0, rowBytes - used);
+}
+
 void ApplyLut(const LutInput& input, DisplayBuffer& output, bool plainOnly) {
   if (input.pixels == nullptr || input.rows <= 0 || input.columns <= 0) return;
   const bool colour = IsColourPhotometric(input.photometric);
@@ -361,6 +416,7 @@ void ApplyLut(const LutInput& input, DisplayBuffer& output, bool plainOnly) {
       WriteGreyThroughKernel(input, *kernel, output.bytes.get());
     else
       WriteDisplay(input, valueTable, output.bytes.get());
+    ClearPadding(input, output.bytes.get());
   } catch (...) {
     RETHROW_MY_EXCEPTION("Failed to apply the image window and level.");
   }

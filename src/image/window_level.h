@@ -101,7 +101,7 @@ std::size_t DisplayBufferSize(const LutInput& input);
 
 // Writes the display bytes of `input` into `output`. A null `output.bytes` (or one smaller than
 // DisplayBufferSize) is replaced by a new uninitialised block of that size; a block that is large
-// enough is written in place. Padding columns and rows are never written. Rows are stored bottom-up,
+// enough is written in place. Padding columns and rows are written black (0). Rows are stored bottom-up,
 // 1 byte per pixel for plain grey, else 3 in blue, green, red order (samples are taken last to first,
 // which turns RGB into that order). Nothing is written, and `output` is left as it is, when there are
 // no pixels or no rows or columns. The caller copies the window and level it passed as the applied one.

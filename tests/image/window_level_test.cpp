@@ -17,6 +17,7 @@ namespace {
 
 using namespace workstation_test;
 
+// What the block held before the LUT ran; padding must not show it.
 constexpr BYTE kUnwritten = 0xAA;
 
 // Little-endian 16-bit elements, as a 12- or 16-bit image holds them.
@@ -40,7 +41,7 @@ LutInput Input(const std::vector<BYTE>& pixels, LONG rows, LONG columns, int bit
   return input;
 }
 
-// Runs the LUT into a caller-owned buffer filled with a marker, so unwritten padding shows.
+// Runs the LUT into a caller-owned buffer filled with a marker, so that padding left unwritten shows.
 std::vector<BYTE> Render(const LutInput& input) {
   DisplayBuffer buffer;
   buffer.size = DisplayBufferSize(input);
@@ -60,10 +61,11 @@ TEST(WindowLevelLut, SignedTwelveBitImageThroughAWindowByHand) {
   const std::vector<BYTE> display = Render(input);
   ASSERT_EQ(display.size(), 16U);  // 4 x 4 after padding
   // Bottom-up: the first row lands in the last padded row, the second one above it.
-  const std::vector<BYTE> expected = {kUnwritten, kUnwritten, kUnwritten, kUnwritten,  //
-                                      kUnwritten, kUnwritten, kUnwritten, kUnwritten,  //
-                                      255,        255,        191,        kUnwritten,  //
-                                      0,          0,          127,        kUnwritten};
+  // Padding is black.
+  const std::vector<BYTE> expected = {0, 0, 0, 0,      //
+                                      0, 0, 0, 0,      //
+                                      255, 255, 191, 0,  //
+                                      0, 0, 127, 0};
   EXPECT_EQ(display, expected);
 
   // Unsigned, 0x800 is 2048: above the window. A rescale of 0.5 and 10 moves -100 to -40: trunc(76.5).
@@ -117,7 +119,7 @@ TEST(WindowLevelLut, PaletteOnGreyTriplesTheBufferAndWritesTableEntries) {
   EXPECT_EQ(DisplayBufferSize(input), 48U);
   const std::vector<BYTE> display = Render(input);
   // 128 shows as 127 without a window; hot iron 127 is red 254 only, written blue, green, red.
-  EXPECT_EQ(std::vector<BYTE>(display.begin() + 36, display.begin() + 40), (std::vector<BYTE>{0, 0, 254, kUnwritten}));
+  EXPECT_EQ(std::vector<BYTE>(display.begin() + 36, display.begin() + 40), (std::vector<BYTE>{0, 0, 254, 0}));
 }
 
 TEST(WindowLevelLut, ColourSamplesAreWrittenBlueGreenRedAndAPaletteUsesTheirLuminance) {
