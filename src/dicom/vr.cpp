@@ -7,6 +7,7 @@
 #include <type_traits>
 
 #include "foundation/exceptions.h"
+#include "ondrel/platform/system.h"
 
 namespace DicomEngine {
 namespace {
@@ -198,6 +199,7 @@ void VRBinary::GetPixelData(std::uint8_t** data, std::uint32_t* length) const {
   *length = LengthField();
   if (deferred_) {
     std::unique_ptr<std::uint8_t[]> copy(new std::uint8_t[*length]);
+    AdviseLargeBlock(copy.get(), *length);
     deferred_->CopyTo(copy.get());
     *data = copy.release();
     return;
@@ -207,6 +209,7 @@ void VRBinary::GetPixelData(std::uint8_t** data, std::uint32_t* length) const {
     return;
   }
   auto* copy = new std::uint8_t[*length];
+  AdviseLargeBlock(copy, *length);
   std::memcpy(copy, data_.get(), *length);
   *data = copy;
 }

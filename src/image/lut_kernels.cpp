@@ -5,6 +5,7 @@
 #include "image/lut_kernels.h"
 
 #include <algorithm>
+#include <cstdint>
 
 namespace {
 
@@ -54,6 +55,21 @@ template <typename Element>
     MapRow<Element, false, false>(elements, out, count, kernel);
 }
 
+template <typename Element>
+[[gnu::always_inline]] inline void Extremes(const Element* elements, std::size_t count, std::int32_t signBit,
+                                            std::int32_t& smallest, std::int32_t& largest) {
+  std::int32_t low = INT32_MAX;
+  std::int32_t high = INT32_MIN;
+  for (std::size_t i = 0; i < count; ++i) {
+    std::int32_t value = elements[i];
+    value -= (value & signBit) << 1;
+    low = std::min(low, value);
+    high = std::max(high, value);
+  }
+  smallest = low;
+  largest = high;
+}
+
 }  // namespace
 
 __attribute__((target_clones("arch=x86-64-v4", "avx2", "default"))) void MapGreyRow(
@@ -64,4 +80,16 @@ __attribute__((target_clones("arch=x86-64-v4", "avx2", "default"))) void MapGrey
 __attribute__((target_clones("arch=x86-64-v4", "avx2", "default"))) void MapGreyRow(
     const std::uint16_t* elements, BYTE* out, std::size_t count, const GreyWindowKernel& kernel) {
   Dispatch(elements, out, count, kernel);
+}
+
+__attribute__((target_clones("arch=x86-64-v4", "avx2", "default"))) void StoredExtremes(
+    const std::uint8_t* elements, std::size_t count, std::int32_t signBit, std::int32_t& smallest,
+    std::int32_t& largest) {
+  Extremes(elements, count, signBit, smallest, largest);
+}
+
+__attribute__((target_clones("arch=x86-64-v4", "avx2", "default"))) void StoredExtremes(
+    const std::uint16_t* elements, std::size_t count, std::int32_t signBit, std::int32_t& smallest,
+    std::int32_t& largest) {
+  Extremes(elements, count, signBit, smallest, largest);
 }

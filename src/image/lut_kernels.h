@@ -37,6 +37,13 @@ struct GreyWindowKernel {
 void MapGreyRow(const std::uint8_t* elements, BYTE* out, std::size_t count, const GreyWindowKernel& kernel);
 void MapGreyRow(const std::uint16_t* elements, BYTE* out, std::size_t count, const GreyWindowKernel& kernel);
 
+// The smallest and largest of `count` elements, each sign-extended as v - ((v & signBit) << 1).
+// `count` must be at least 1.
+void StoredExtremes(const std::uint8_t* elements, std::size_t count, std::int32_t signBit, std::int32_t& smallest,
+                    std::int32_t& largest);
+void StoredExtremes(const std::uint16_t* elements, std::size_t count, std::int32_t signBit, std::int32_t& smallest,
+                    std::int32_t& largest);
+
 // The grey kernel's parameters when it gives the plain mapping's bytes for `input`, else none: one
 // sample per pixel, 1 to 16 bits stored, no filter, a positive window, and values that stay far inside
 // 32 bits.

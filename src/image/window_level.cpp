@@ -14,6 +14,7 @@
 #include "foundation/exceptions.h"
 #include "image/lut_kernels.h"
 #include "image/palettes.h"
+#include "ondrel/platform/system.h"
 #include "image/presentation_intent.h"
 #include "sources/image_info_strategy.h"
 
@@ -312,13 +313,24 @@ PixelRange CalculateMinMaxPixelValues(const BYTE* pixels, std::size_t byteSize, 
     const BitRange bits = RangeOf(bitsStored);
     const std::size_t available = byteSize / static_cast<std::size_t>(elementBytes);
     const std::size_t samples = std::min(count, available);
-    for (std::size_t i = 0; i < samples; ++i) {
-      std::int64_t sample = ReadElement(pixels, i, elementBytes);
-      if (isSigned && (sample & bits.signBit) != 0) sample -= bits.range;
-      const LONG value = static_cast<LONG>(static_cast<double>(sample) * slope + intercept);
-      range.min = std::min(range.min, value);
-      range.max = std::max(range.max, value);
-    }
+    if (samples == 0) return range;
+    // The rescale keeps the order of the stored values (each rounding does), or reverses it for a
+    // negative slope, so the extremes of the modality values are those of the extreme stored values,
+    // found without a conversion per sample.
+    const auto signBit = static_cast<std::int32_t>(isSigned && bits.signBit <= 0x8000 ? bits.signBit : 0);
+    std::int32_t smallest = 0;
+    std::int32_t largest = 0;
+    if (elementBytes == 1)
+      StoredExtremes(pixels, samples, signBit, smallest, largest);
+    else
+      StoredExtremes(reinterpret_cast<const std::uint16_t*>(pixels), samples, signBit, smallest, largest);
+    const auto modality = [&](std::int32_t sample) {
+      return static_cast<LONG>(static_cast<double>(sample) * slope + intercept);
+    };
+    const LONG first = modality(smallest);
+    const LONG last = modality(largest);
+    range.min = std::min({range.min, first, last});
+    range.max = std::max({range.max, first, last});
     return range;
   } catch (...) {
     RETHROW_MY_EXCEPTION("Failed to calculate the image minimum and maximum pixel values.");
@@ -409,6 +421,7 @@ void ApplyLut(const LutInput& input, DisplayBuffer& output, bool plainOnly) {
     if (output.bytes == nullptr || output.size < size) {
       std::unique_ptr<BYTE[]> bytes(new (std::nothrow) BYTE[size]);
       if (bytes == nullptr) THROW_MY_EXCEPTION("Failed to allocate memory for pixel data.");
+      AdviseLargeBlock(bytes.get(), size);
       output.bytes = std::move(bytes);
       output.size = size;
     }

@@ -4,6 +4,7 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <link.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
@@ -472,6 +473,16 @@ LONGLONG FileSizeOf(std::FILE* file) {
   struct stat status {};
   if (file == nullptr || fstat(fileno(file), &status) != 0 || !S_ISREG(status.st_mode)) return -1;
   return static_cast<LONGLONG>(status.st_size);
+}
+
+void AdviseLargeBlock(void* block, std::size_t size) {
+  // Transparent huge pages come in 2 MiB; below two of them there is little to gain.
+  constexpr std::uintptr_t kHugePage = std::uintptr_t{2} << 20;
+  if (block == nullptr || size < 2 * kHugePage) return;
+  const auto pageSize = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
+  const auto start = (reinterpret_cast<std::uintptr_t>(block) + pageSize - 1) & ~(pageSize - 1);
+  const auto end = (reinterpret_cast<std::uintptr_t>(block) + size) & ~(pageSize - 1);
+  if (end > start) madvise(reinterpret_cast<void*>(start), end - start, MADV_HUGEPAGE);
 }
 
 LONGLONG ReadFileAt(std::FILE* file, LONGLONG offset, BYTE* target, std::size_t n) {

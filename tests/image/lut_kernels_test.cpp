@@ -109,6 +109,33 @@ TEST(LutKernels, TheFloatWindowProductAgreesWithTheDoubleOneAtEveryValueOfTheWin
   EXPECT_GT(floatWindows, static_cast<int>(windows.size()) / 2);
 }
 
+// The modality range from the extreme stored values against its definition: every sample mapped,
+// the range starting at 0.
+TEST(LutKernels, TheModalityRangeIsTheRangeOfEveryMappedSample) {
+  std::mt19937 random(11);
+  const Rescale rescales[] = {{1.0, 0.0}, {1.0, -1024.0}, {0.0, 30.0}, {-2.0, 5.5}, {0.37, -100.2}};
+  for (int bits = 1; bits <= 16; ++bits) {
+    for (const bool isSigned : {false, true}) {
+      for (const Rescale& rescale : rescales) {
+        const std::size_t count = 1 + random() % 300;
+        const std::vector<BYTE> pixels = RandomElements(random, count, bits);
+        PixelRange expected;
+        for (std::size_t i = 0; i < count; ++i) {
+          std::int64_t sample = bits < 9 ? pixels[i] : pixels[2 * i] | pixels[2 * i + 1] << 8;
+          if (isSigned && (sample & (std::int64_t{1} << (bits - 1))) != 0) sample -= std::int64_t{1} << bits;
+          const auto value = static_cast<LONG>(static_cast<double>(sample) * rescale.slope + rescale.intercept);
+          expected.min = std::min(expected.min, value);
+          expected.max = std::max(expected.max, value);
+        }
+        const PixelRange range = CalculateMinMaxPixelValues(pixels.data(), pixels.size(), count, bits, isSigned,
+                                                            rescale.slope, rescale.intercept);
+        EXPECT_EQ(range.min, expected.min) << bits << (isSigned ? " signed slope " : " slope ") << rescale.slope;
+        EXPECT_EQ(range.max, expected.max) << bits << (isSigned ? " signed slope " : " slope ") << rescale.slope;
+      }
+    }
+  }
+}
+
 TEST(LutKernels, DeclineWhatTheyCannotMapExactly) {
   const std::vector<BYTE> pixels(64);
   LutInput input;

@@ -121,7 +121,10 @@ picture::Picture NewPicture(int width, int height, std::uint32_t format) {
   made.height = height;
   made.pixelFormat = format;
   made.stride = static_cast<int>(DibStride(width, picture::BitsPerPixel(format)));
-  made.bits.assign(static_cast<std::size_t>(made.stride) * static_cast<std::size_t>(height), 0);
+  const std::size_t size = static_cast<std::size_t>(made.stride) * static_cast<std::size_t>(height);
+  made.bits.reserve(size);
+  AdviseLargeBlock(made.bits.data(), size);
+  made.bits.assign(size, 0);
   return made;
 }
 
