@@ -5,6 +5,7 @@
 #include <iostream>
 
 #include "dump_command.h"
+#include "import_command.h"
 #include "pixels_command.h"
 #include "render_command.h"
 #include "run_command.h"
@@ -34,6 +35,8 @@ constexpr std::array kCommands{
             kPixelsHelp, RunPixels},
     Command{"render", "show an image of a DICOM file through the core and save it as a picture",
             "ondrel render INPUT -o OUT.png [OPTION...]", kRenderHelp, RunRender},
+    Command{"import", "make a DICOM file of a picture through the core", "ondrel import PICTURE -o OUT.dcm",
+            kImportHelp, RunImport},
     Command{"run", "drive the core's component from a script", "ondrel run SCRIPT|-", kRunHelp, RunRun},
 };
 

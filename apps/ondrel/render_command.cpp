@@ -1,7 +1,9 @@
 #include "render_command.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdio>
+#include <fstream>
 #include <functional>
 #include <iostream>
 #include <memory>
@@ -14,6 +16,7 @@
 
 #include "command_table.h"
 #include "console_text.h"
+#include "foundation/text_utils.h"
 #include "host_setup.h"
 #include "ondrel/module.h"
 #include "ondrel/ondrel.h"
@@ -43,7 +46,12 @@ struct RenderOptions {
   int width = 512;
   int height = 512;
   bool select = false;
+  bool noOverlays = false;
+  bool noShutter = false;
   std::vector<Operation> operations;  // in command-line order
+  std::optional<tagPOINT> magnify;
+  std::u16string encoding;  // empty: the host's own capture, by OUT's extension
+  std::string displayRaw;
 };
 
 // The whole of `text` as a number of type T; nothing for anything else, out-of-range values included.
@@ -85,6 +93,12 @@ std::pair<LONG, LONG> OffsetOf(std::string_view text) {
   return *offset;
 }
 
+tagPOINT PointOf(std::string_view text) {
+  const std::optional<std::pair<LONG, LONG>> point = PairOf<LONG>(text, ',');
+  if (!point) throw UsageError{"--magnify takes X,Y in window pixels, like 100,80, not " + Quoted(text)};
+  return tagPOINT{point->first, point->second};
+}
+
 ColorPaletteEnum PaletteOf(std::string_view text) {
   if (text == "none") return COLOR_PALETTE_NONE;
   if (text == "rainbow") return COLOR_PALETTE_RAINBOW;
@@ -121,6 +135,19 @@ RenderOptions ParseOptions(std::span<const std::string_view> args) {
       std::tie(options.width, options.height) = SizeOf(value());
     } else if (option == "--select") {
       options.select = true;
+    } else if (option == "--no-overlays") {
+      options.noOverlays = true;
+    } else if (option == "--no-shutter") {
+      options.noShutter = true;
+    } else if (option == "--magnify") {
+      options.magnify = PointOf(value());
+    } else if (option == "--encoding") {
+      const std::string_view text = value();
+      if (text.empty()) throw UsageError{"--encoding takes a MIME type, like image/png"};
+      options.encoding = ToWide(text);
+    } else if (option == "--display-raw") {
+      options.displayRaw = value();
+      if (options.displayRaw.empty()) throw UsageError{"--display-raw takes a file name"};
     } else if (option == "--window" || option == "--level") {
       const std::string_view text = value();
       const std::optional<LONG> number = NumberOf<LONG>(text);
@@ -172,7 +199,7 @@ RenderOptions ParseOptions(std::span<const std::string_view> args) {
   if (levelGiven) throw UsageError{"--level needs --window"};
   if (options.input.empty()) throw UsageError{"render needs an INPUT file"};
   if (options.output.empty()) throw UsageError{"render needs -o OUT.png"};
-  if (PictureMimeType(options.output).empty())
+  if (options.encoding.empty() && PictureMimeType(options.output).empty())
     throw UsageError{Quoted(options.output) + ": the picture format is chosen by the extension " +
                      std::string(kPictureExtensions)};
   return options;
@@ -206,6 +233,47 @@ struct WindowDestroyer {
   void operator()(HWND window) const { DestroyWindow(window); }
 };
 
+// Whether one of GDI+'s encoders has exactly this MIME type.
+bool HasEncoder(const std::u16string& mime) {
+  UINT count = 0;
+  UINT size = 0;
+  if (Gdiplus::DllExports::GdipGetImageEncodersSize(&count, &size) != Gdiplus::Ok) return false;
+  std::vector<Gdiplus::ImageCodecInfo> encoders(size / sizeof(Gdiplus::ImageCodecInfo) + 1);
+  if (Gdiplus::DllExports::GdipGetImageEncoders(count, size, encoders.data()) != Gdiplus::Ok) return false;
+  return std::any_of(encoders.begin(), encoders.begin() + count,
+                     [&](const Gdiplus::ImageCodecInfo& encoder) { return mime == encoder.MimeType; });
+}
+
+// GetImageCurrentPixelData of the window's image into the file, and its line on standard output.
+bool WriteDisplayPixels(IOndrel& core, HWND window, IImageInfoNW* image, const RenderOptions& options) {
+  platform::BStr uid;
+  image->GetSopInstanceUid(uid.Out());
+  SAFEARRAY* array = nullptr;
+  LONG rows = 0;
+  LONG columns = 0;
+  VARIANT_BOOL colour = VARIANT_FALSE;
+  if (Failed("GetImageCurrentPixelData",
+             core.GetImageCurrentPixelData(window, uid.Get(), static_cast<SHORT>(options.frame), &array, &rows,
+                                           &columns, &colour)))
+    return false;
+  const std::unique_ptr<SAFEARRAY, HRESULT (*)(SAFEARRAY*)> owner(array, &SafeArrayDestroy);
+  LONG upper = -1;
+  SafeArrayGetUBound(array, 1, &upper);
+  void* bytes = nullptr;
+  SafeArrayAccessData(array, &bytes);
+  std::ofstream out(options.displayRaw, std::ios::binary | std::ios::trunc);
+  out.write(static_cast<const char*>(bytes), static_cast<std::streamsize>(upper) + 1);
+  out.close();
+  SafeArrayUnaccessData(array);
+  if (!out) {
+    std::cerr << "ondrel: " << options.displayRaw << " can't be written\n";
+    return false;
+  }
+  std::cout << "rows=" << rows << " columns=" << columns << " colour=" << (colour == VARIANT_TRUE ? "yes" : "no")
+            << "\n";
+  return true;
+}
+
 }  // namespace
 
 int RunRender(std::span<const std::string_view> args) {
@@ -238,12 +306,27 @@ int RunRender(std::span<const std::string_view> args) {
                                                   reinterpret_cast<void**>(core.GetAddressOf()))))
     return kExitFailure;
 
+  if (options.noOverlays && Failed("ToggleOverlaysVisibility", core->ToggleOverlaysVisibility())) return kExitFailure;
+  if (options.noShutter && Failed("ToggleShutter", core->ToggleShutter())) return kExitFailure;
   if (Failed("RenderImage", core->RenderImage(image.Get(), window.get(), VARIANT_FALSE))) return kExitFailure;
   if (options.select && Failed("SelectWindow", core->SelectWindow(window.get()))) return kExitFailure;
   for (const Operation& operation : options.operations)
     if (Failed(operation.method, operation.call(*core.Get(), window.get()))) return kExitFailure;
   if (Failed("Draw", core->Draw(window.get()))) return kExitFailure;
+  if (options.magnify && Failed("MagnifyingGlass", core->MagnifyingGlass(window.get(), *options.magnify)))
+    return kExitFailure;
+  if (!options.displayRaw.empty() && !WriteDisplayPixels(*core.Get(), window.get(), image.Get(), options))
+    return kExitFailure;
 
+  if (!options.encoding.empty()) {
+    if (!HasEncoder(options.encoding))
+      std::cerr << "ondrel: warning: no encoder has the MIME type " << ToConsole(options.encoding)
+                << ": SaveImageAsFile writes nothing\n";
+    const platform::BStr encoding(options.encoding);
+    const platform::BStr name(ToWide(options.output));
+    return Failed("SaveImageAsFile", core->SaveImageAsFile(window.get(), encoding.Get(), name.Get())) ? kExitFailure
+                                                                                                       : kExitSuccess;
+  }
   const Gdiplus::Status status = SaveWindowPicture(window.get(), options.output, PictureMimeType(options.output));
   if (status != Gdiplus::Ok) {
     std::cerr << "ondrel: " << options.output << " can't be written (status " << status << ")\n";

@@ -129,7 +129,12 @@ struct IOndrel : IUnknown {
   // Checks the window first.
   virtual HRESULT ResetImage(BSTR bstrImageSopInstUID, HWND hViewPort) = 0;               // W (second) P (first)
 
-  // Export and import.
+  // Export and import. SaveImageAsFile writes what the window shows with the GDI+ encoder whose MIME
+  // type is bstrEncoding ("image/png", ...); a type no encoder has writes nothing and succeeds, and so
+  // does a file the encoder fails to write. SaveImageAsDICOMFile writes nothing and succeeds. What a
+  // window shows (SaveConsultImage) and a picture file (ImportImageAsDICOMFile) become 8-bit RGB DICOM
+  // objects of the image object given, which takes their size, format and, when it has none, a new SOP
+  // Instance UID; the file goes to the object's FileName, else to DICOMfiles/<SOP Instance UID>.dcm.
   virtual HRESULT SaveImageAsFile(HWND hViewPort, BSTR bstrEncoding, BSTR bstrFileName) = 0;        // W P P
   virtual HRESULT SaveImageAsDICOMFile(HWND hViewPort, BSTR bstrFileName, IImageInfoNW* pImgInfo) = 0;  // W P P
   virtual HRESULT SaveConsultImage(HWND hViewPort, IImageInfoNW* pConsultImageInfo) = 0;           // W P

@@ -4,6 +4,8 @@
 
 #include "foundation/exceptions.h"
 #include "foundation/trace.h"
+#include "image/magnifying_glass.h"
+#include "image/overlays.h"
 
 #define W(handle) ONDREL_CHECK_WINDOW(*this, handle)
 #define P(pointer) ONDREL_CHECK_POINTER(*this, pointer)
@@ -52,9 +54,12 @@ HRESULT ComponentCore::PanImage(HWND hViewPort, LONG dx, LONG dy) {
   return Frame([&] { renderer_.PanImage(hViewPort, dx, dy); });
 }
 
-HRESULT ComponentCore::MagnifyingGlass(HWND hViewPort, tagPOINT) {
+HRESULT ComponentCore::MagnifyingGlass(HWND hViewPort, tagPOINT pt) {
   W(hViewPort);
-  return NotImplemented();
+  return Frame([&] {
+    Image* image = renderer_.GetCurrentImage(hViewPort);
+    if (image != nullptr) ::MagnifyingGlass(*image, hViewPort, POINT{pt.x, pt.y});
+  });
 }
 
 HRESULT ComponentCore::WindowLevelImage(HWND hViewPort, LONG dx, LONG dy) {
@@ -118,18 +123,22 @@ HRESULT ComponentCore::ResetImage(BSTR bstrImageSopInstUID, HWND hViewPort) {
   });
 }
 
-HRESULT ComponentCore::ToggleOverlaysVisibility() { return NotImplemented(); }
+HRESULT ComponentCore::ToggleOverlaysVisibility() {
+  return Frame([&] { renderer_.ToggleOverlaysVisibility(); });
+}
 
 HRESULT ComponentCore::AreOverlaysVisible(VARIANT_BOOL* pbShow) {
   P(pbShow);
-  return NotImplemented();
+  return Frame([&] { *pbShow = OverlaysVisible() ? VARIANT_TRUE : VARIANT_FALSE; });
 }
 
-HRESULT ComponentCore::ToggleShutter() { return NotImplemented(); }
+HRESULT ComponentCore::ToggleShutter() {
+  return Frame([&] { renderer_.ToggleShutter(loader_); });
+}
 
 HRESULT ComponentCore::IsShutterApplied(VARIANT_BOOL* pbShow) {
   P(pbShow);
-  return NotImplemented();
+  return Frame([&] { *pbShow = ShutterApplied() ? VARIANT_TRUE : VARIANT_FALSE; });
 }
 
 HRESULT ComponentCore::MeasOnMouseButtonDown(HWND hViewPort, tagPOINT, MeasurementsEnum, VARIANT_BOOL* pbProcessed) {

@@ -1,6 +1,7 @@
 #include "entry/image_renderer.h"
 
 #include "foundation/exceptions.h"
+#include "image/overlays.h"
 
 namespace {
 
@@ -124,6 +125,25 @@ void ImageRenderer::Draw(HWND window) {
   Image* image = GetCurrentImage(window);
   if (image == nullptr) return;
   image->Draw(window, false);
+}
+
+void ImageRenderer::ToggleShutter(ImageLoader& loader) {
+  SetShutterApplied(!ShutterApplied());
+  for (const auto& [window, record] : viewports_) {
+    Image* image = LiveImage(window);
+    if (image == nullptr) continue;
+    // A fresh copy of the raw pixels, which the image's new shutter blanks or leaves whole.
+    const PixelBuffer source = FetchPixelData(*image->Info(), loader);
+    image->ReloadPixels(window, source, false);
+  }
+}
+
+void ImageRenderer::ToggleOverlaysVisibility() {
+  SetOverlaysVisible(!OverlaysVisible());
+  for (const auto& [window, record] : viewports_) {
+    Image* image = LiveImage(window);
+    if (image != nullptr) image->Draw(window, false);
+  }
 }
 
 void ImageRenderer::SelectWindow(HWND window) {

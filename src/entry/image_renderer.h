@@ -75,6 +75,12 @@ class ImageRenderer {
   // The window's image back to its first state, from the loader's pixels of `uid`.
   void ResetImage(const char16_t* uid, HWND window, ImageLoader& loader);
 
+  // The process-wide switches, flipped, and every shown image brought in line: a shutter switch reloads
+  // each current image's pixels from the loader and redraws it, an overlay switch redraws it in full.
+  // Windows that are gone are passed over. Failures of the load or the draw are thrown as they come.
+  void ToggleShutter(ImageLoader& loader);
+  void ToggleOverlaysVisibility();
+
   // The loader's pixels for an image, as a view of the frame (not owned). Throws "The Ondrel failed to
   // load the image pixel data." when there are none.
   static PixelBuffer FrameView(ImageInfoStrategy& strategy, const PixelBuffer& buffer);

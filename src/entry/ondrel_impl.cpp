@@ -7,8 +7,10 @@
 #include <utility>
 
 #include "dicom/dicom_dictionary.h"
+#include "foundation/exceptions.h"
 #include "foundation/settings_helper.h"
 #include "foundation/user_preferences.h"
+#include "image/image_export.h"
 #include "sources/image_info_strategies.h"
 
 HRESULT COndrelImpl::FinalConstruct() {
@@ -62,45 +64,76 @@ HRESULT COndrelImpl::SaveImageAsFile(HWND hViewPort, BSTR bstrEncoding, BSTR bst
   W(hViewPort);
   P(bstrEncoding);
   P(bstrFileName);
-  return core_.NotImplemented();
+  return core_.Frame([&] {
+    const std::u16string encoding(bstrEncoding, SysStringLen(bstrEncoding));
+    const std::u16string name(bstrFileName, SysStringLen(bstrFileName));
+    Image* image = core_.Renderer().GetCurrentImage(hViewPort);
+    if (image != nullptr) ::SaveImageAsFile(*image, hViewPort, encoding, name);
+  });
 }
 
 HRESULT COndrelImpl::SaveImageAsDICOMFile(HWND hViewPort, BSTR bstrFileName, IImageInfoNW* pImgInfo) {
   W(hViewPort);
   P(bstrFileName);
   P(pImgInfo);
-  return core_.NotImplemented();
+  return core_.Frame([&] {
+    const std::u16string name(bstrFileName, SysStringLen(bstrFileName));
+    ::SaveImageAsDICOMFile(hViewPort, name.c_str(), std::make_unique<ImageInfoWStationStrategy>(pImgInfo));
+  });
 }
 
 HRESULT COndrelImpl::SaveConsultImage(HWND hViewPort, IImageInfoNW* pConsultImageInfo) {
   W(hViewPort);
   P(pConsultImageInfo);
-  return core_.NotImplemented();
+  return core_.Frame([&] {
+    ImageInfoWStationStrategy strategy(pConsultImageInfo);
+    Image* image = core_.Renderer().GetCurrentImage(hViewPort);
+    if (image != nullptr) ::SaveConsultImage(*image, hViewPort, &strategy);
+  });
 }
 
 HRESULT COndrelImpl::ImportImageAsDICOMFile(BSTR bstrFileName, IImageInfoNW* pImgInfo) {
   P(bstrFileName);
   P(pImgInfo);
-  return core_.NotImplemented();
+  return core_.Frame([&] {
+    const std::u16string name(bstrFileName, SysStringLen(bstrFileName));
+    ::ImportImageAsDICOMFile(name.c_str(), std::make_unique<ImageInfoWStationStrategy>(pImgInfo));
+  });
 }
 
-HRESULT COndrelImpl::GetImageHBITMAP(HWND hViewPort, LONG, LONG, LONG, LONG, HBITMAP* phBitmap) {
+// The rectangle is not used: the whole client area is captured.
+HRESULT COndrelImpl::GetImageHBITMAP(HWND hViewPort, LONG left, LONG top, LONG right, LONG bottom,
+                                     HBITMAP* phBitmap) {
   W(hViewPort);
   P(phBitmap);
-  return core_.NotImplemented();
+  *phBitmap = nullptr;
+  return core_.Frame([&] {
+    Image* image = core_.Renderer().GetCurrentImage(hViewPort);
+    RECT rectangle{left, top, right, bottom};
+    if (image != nullptr) *phBitmap = CaptureImageBitmap(*image, hViewPort, rectangle);
+  });
 }
 
 HRESULT COndrelImpl::ReleaseHBITMAP(HWND hViewPort) {
   W(hViewPort);
-  return core_.NotImplemented();
+  return core_.Frame([&] {
+    Image* image = core_.Renderer().GetCurrentImage(hViewPort);
+    if (image != nullptr) ReleaseCapturedBitmap(*image);
+  });
 }
 
-HRESULT COndrelImpl::GetImageCurrentPixelData(HWND, BSTR bstrSopInstUID, SHORT, SAFEARRAY** ppData, LONG*, LONG*,
-                                              VARIANT_BOOL* pbColor) {
+// The window and the row and column pointers are checked further in, by the renderer and the image.
+HRESULT COndrelImpl::GetImageCurrentPixelData(HWND hViewPort, BSTR bstrSopInstUID, SHORT nFrameIdx, SAFEARRAY** ppData,
+                                              LONG* pPixelsRows, LONG* pPixelsColumns, VARIANT_BOOL* pbColor) {
   P(bstrSopInstUID);
   P(ppData);
   P(pbColor);
-  return core_.NotImplemented();
+  return core_.Frame([&] {
+    const std::u16string uid(bstrSopInstUID, SysStringLen(bstrSopInstUID));
+    Image* image = core_.Renderer().FindImage(hViewPort, uid.c_str(), nFrameIdx);
+    if (image == nullptr) THROW_MY_EXCEPTION("The Image Renderer can't find the image.");
+    ::GetImageCurrentPixelData(*image, ppData, pPixelsRows, pPixelsColumns, pbColor);
+  });
 }
 
 HRESULT COndrelImpl::SetReferenceLinesMode(ReferenceLinesEnum) { return core_.NotImplemented(); }

@@ -7,6 +7,7 @@
 #include "foundation/text_utils.h"
 #include "foundation/trace.h"
 #include "foundation/user_preferences.h"
+#include "ondrel/platform/system.h"
 
 using namespace Gdiplus;
 using namespace Gdiplus::DllExports;
@@ -83,8 +84,12 @@ void Image::ReadPhotometric() {
 
 void Image::CopyPixelData(const PixelBuffer& source, bool alreadyConverted) {
   try {
-    if (pixels_.owned) delete[] pixels_.data;
+    // The old block is kept until the new size is known: a copy of the same size (the next frame, a
+    // reload) reuses it, since touching fresh memory costs more than the copy on large images.
+    std::unique_ptr<BYTE[]> previous(pixels_.owned ? pixels_.data : nullptr);
+    const std::size_t previousSize = pixels_.size;
     pixels_ = PixelBuffer{};
+    shutter_.reset();
     if (source.data == nullptr || source.size == 0) return;
     const auto rows = static_cast<SHORT>(info_->GetRows());
     if (rows < 1) THROW_MY_EXCEPTION("Image rows is 0.");
@@ -102,11 +107,19 @@ void Image::CopyPixelData(const PixelBuffer& source, bool alreadyConverted) {
     // The frame view may hold fewer bytes than the shape (a short file): copy what there is, the rest
     // stays zero, and nothing is read past the source.
     const std::size_t available = std::min<std::size_t>(size, source.size);
-    auto* copy = new (std::nothrow) BYTE[size]();
-    if (copy == nullptr) return;  // no pixels; the draw shows nothing
+    BYTE* copy = nullptr;
+    if (previous != nullptr && previousSize == size) {
+      copy = previous.release();
+    } else {
+      copy = new (std::nothrow) BYTE[size];
+      if (copy == nullptr) return;  // no pixels; the draw shows nothing
+      AdviseLargeBlock(copy, size);
+    }
     pixels_ = PixelBuffer{copy, static_cast<std::uint32_t>(size), true};
+    std::memset(copy + available, 0, size - available);
 
     if (!alreadyConverted && photometric_ == kPhotometricYbrFull && samples >= 3) {
+      std::memset(copy, 0, size);  // samples beyond the three converted stay zero
       // Y, Cb, Cr to R, G, B, truncated to the sample width without a clamp, so that results wrap.
       const std::size_t pixelsCount = static_cast<std::size_t>(rows) * static_cast<std::size_t>(columns);
       const bool planar = info_->GetPlanarConfiguration() == 1;
@@ -140,6 +153,7 @@ void Image::CopyPixelData(const PixelBuffer& source, bool alreadyConverted) {
     } else {
       std::memcpy(copy, source.data, available);
     }
+    shutter_ = std::make_unique<Shutter>(source, info_.get(), photometric_ == kPhotometricMonochrome1);
   } catch (const std::bad_alloc&) {
     RETHROW_MY_EXCEPTION("Failed to allocate memory while copying the image pixel data.");
   } catch (...) {
@@ -196,6 +210,14 @@ void Image::ApplyWindowLevelLut() {
 void Image::PrepareAndDraw(HWND window, bool force, bool fast) {
   if (!IsWindow(window)) return;
   if (force || !displayBuffer_.bytes) {
+    // On the raw copy, before it is turned: shutter shapes are given in raw image coordinates.
+    if (shutter_) {
+      try {
+        shutter_->Apply(pixels_);
+      } catch (...) {
+        RETHROW_MY_EXCEPTION("Failed to apply the shutter.");
+      }
+    }
     if (intent_ != nullptr) ApplyPresentationToPixels(*intent_, pixels_, Layout());
     if (huConverter_.empty()) {
       const int bits = info_->GetBitsStored();
@@ -208,7 +230,9 @@ void Image::PrepareAndDraw(HWND window, bool force, bool fast) {
       }
     }
     CreateBitmapInfo();
-    displayBuffer_ = DisplayBuffer{};
+    // The display buffer is kept, and the LUT writes over it when it is large enough; without pixels
+    // there is nothing to show.
+    if (pixels_.data == nullptr) displayBuffer_ = DisplayBuffer{};
     ApplyWindowLevelLut();
   }
   Draw(window, fast);

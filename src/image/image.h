@@ -1,10 +1,10 @@
 // One image as one viewport shows it: a private working copy of the pixels of one frame, turned to the
 // presentation intent's rotation and flips, and the 8-bit display buffer made from it through the
 // window/level LUT. Every redraw that touches pixels runs the same chain: copy the source pixels,
-// replay rotation and flips, rebuild the bitmap header, make the display buffer, draw.
+// apply the shutter, replay rotation and flips, rebuild the bitmap header, make the display buffer, draw.
 //
-// An Image owns its image info strategy, its pixel copy and its display buffer; it shares, and does not
-// own, its presentation intent and the loader's pixels it copies from.
+// An Image owns its image info strategy, its shutter, its pixel copy and its display buffer; it shares,
+// and does not own, its presentation intent and the loader's pixels it copies from.
 #pragma once
 
 #include <memory>
@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "image/presentation_intent.h"
+#include "image/shutter.h"
 #include "image/window_level.h"
 #include "ondrel/platform/drawdib.h"
 #include "ondrel/platform/gdi.h"
@@ -52,14 +53,17 @@ class Image {
   // Replaces the working copy with the source's pixels: rows x columns x samples, two bytes each when
   // bits stored exceed 8. Without `alreadyConverted` a YBR_FULL image is converted to RGB, and the
   // result is written back over the source, which is the loader's cache: a second image made from it
-  // must say it is converted. A source with no data leaves no pixels. Throws "Image rows is 0." for
-  // an image without rows, wrapped in "The Image copy pixel data failed.".
+  // must say it is converted. A source with no data leaves no pixels. Each copy comes with a new
+  // shutter over the source, which blanks the copy at the next preparation while shutters are on.
+  // Throws "Image rows is 0." for an image without rows, wrapped in "The Image copy pixel data
+  // failed.".
   void CopyPixelData(const PixelBuffer& source, bool alreadyConverted);
   // Sets the intent's window and level from the image (from the file, else from the pixels) when
   // `force` or when the intent has none.
   void InitWindowLevel(bool force);
-  // Nothing for an invalid window. With `force`, or before the first draw: replays rotation and flips
-  // on the pixels, rebuilds the bitmap header and the display buffer. Then draws, fast or full.
+  // Nothing for an invalid window. With `force`, or before the first draw: applies the shutter, replays
+  // rotation and flips on the pixels, rebuilds the bitmap header and the display buffer. Then draws,
+  // fast or full. A shutter failure is thrown as "Failed to apply the shutter." with the cause inside.
   void PrepareAndDraw(HWND window, bool force, bool fast);
   // CopyPixelData(source, true), then PrepareAndDraw(window, true, fast).
   void ReloadPixels(HWND window, const PixelBuffer& source, bool fast);
@@ -85,9 +89,9 @@ class Image {
   const std::optional<WindowLevel>& AppliedWindowLevel() const { return appliedWindowLevel_; }
 
   // Puts the display buffer on the window: the full draw (background, picture, selection frame, tag
-  // mark) through GDI+, or the fast draw (background and picture) through DrawDib. Nothing before the
-  // display buffer exists. A failure of the full draw is thrown as "Failed to draw the image." with the
-  // cause inside, the intent's text going to the trace.
+  // mark, overlays) through GDI+, or the fast draw (background and picture) through DrawDib. Nothing
+  // before the display buffer exists. A failure of the full draw is thrown as "Failed to draw the
+  // image." with the cause inside, the intent's text going to the trace.
   void Draw(HWND window, bool fast);
   // The fast draw of another buffer of the display buffer's shape (the magnifying glass).
   void FastDraw(HWND window, const BYTE* bits);
@@ -113,6 +117,7 @@ class Image {
   };
 
   std::unique_ptr<ImageInfoStrategy> info_;
+  std::unique_ptr<Shutter> shutter_;  // made with each pixel copy, over the source it copies
   PixelBuffer pixels_;  // the working copy, owned (freed with delete[])
   DisplayBuffer displayBuffer_;
   std::unique_ptr<std::remove_pointer_t<HDRAWDIB>, DrawDibCloser> drawDib_;

@@ -6,6 +6,7 @@
 #include "foundation/file_utils.h"
 #include "foundation/trace.h"
 #include "image/image.h"
+#include "image/overlays.h"
 
 using namespace Gdiplus;
 using namespace Gdiplus::DllExports;
@@ -93,8 +94,10 @@ void Image::FullDraw(HWND window) {
                  "DrawRectangle() failed with status=%d.");
   }
   DrawTagMark(window, graphics.get(), client);
-  // Then, in this order, the overlays, the MPR lines and the measurements are drawn over the picture;
-  // their tools join this draw when they are built.
+  const WindowLevel applied = appliedWindowLevel_.value_or(WindowLevel{});
+  Overlays(info_.get()).Draw(window, client, applied.window, applied.level, intent_->threshold, intent_->filter);
+  // Then, in this order, the MPR lines and the measurements are drawn over the picture; their tools
+  // join this draw when they are built.
 }
 
 // A star in the corner of a tagged image; elsewhere a dotted square marks where it would stand.

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <optional>
 
 #include "ondrel/module.h"
 #include "ondrel/ondrel.h"
@@ -21,6 +22,29 @@ using ondrel::platform::ComPtr;
 constexpr int kSize = 128;
 constexpr double kIntercept = -1024.0;
 
+// Hides the corner texts, which would cover part of the picture these tests compare, and shows them
+// again afterwards if they were shown. The switch is process-wide.
+class OverlaysHidden {
+ public:
+  explicit OverlaysHidden(IOndrel* ondrel) : ondrel_(ondrel) {
+    VARIANT_BOOL shown = VARIANT_FALSE;
+    EXPECT_EQ(ondrel_->AreOverlaysVisible(&shown), S_OK);
+    wasShown_ = shown == VARIANT_TRUE;
+    if (wasShown_) {
+      EXPECT_EQ(ondrel_->ToggleOverlaysVisibility(), S_OK);
+    }
+  }
+  ~OverlaysHidden() {
+    if (wasShown_) ondrel_->ToggleOverlaysVisibility();
+  }
+  OverlaysHidden(const OverlaysHidden&) = delete;
+  OverlaysHidden& operator=(const OverlaysHidden&) = delete;
+
+ private:
+  ComPtr<IOndrel> ondrel_;
+  bool wasShown_ = false;
+};
+
 class RenderedCt : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -31,6 +55,7 @@ class RenderedCt : public ::testing::Test {
     ASSERT_EQ(CoCreateInstance(CLSID_OndrelImpl, nullptr, CLSCTX_ALL, IID_IOndrel,
                                reinterpret_cast<void**>(ondrel_.GetAddressOf())),
               S_OK);
+    overlaysHidden_.emplace(ondrel_.Get());
     const ondrel::StudyGraph graph = ondrel::BuildStudies({ONDREL_TEST_DATA_DIR "/dicom/CT_small.dcm"});
     ASSERT_EQ(graph.series.size(), 1U);
     SAFEARRAY* images = nullptr;
@@ -43,6 +68,7 @@ class RenderedCt : public ::testing::Test {
     window_ = ondrel::platform::CreateHostWindow(kSize, kSize);
   }
   void TearDown() override {
+    overlaysHidden_.reset();
     ondrel_.Reset();
     DestroyWindow(window_);
     Gdiplus::GdiplusShutdown(token_);
@@ -69,6 +95,7 @@ class RenderedCt : public ::testing::Test {
 
   ULONG_PTR token_ = 0;
   ComPtr<IOndrel> ondrel_;
+  std::optional<OverlaysHidden> overlaysHidden_;
   ComPtr<IImageInfoNW> image_;
   HWND window_ = nullptr;
 };
@@ -154,6 +181,33 @@ TEST_F(RenderedCt, TheMediaComponentShowsTheSamePixels) {
   for (const int at : {0, 40 * kSize + 64, 90 * kSize + 17})
     EXPECT_EQ(pixels.bgra[static_cast<std::size_t>(at) * 4], expected[static_cast<std::size_t>(at)]) << at;
   EXPECT_EQ(media->ZoomImage(nullptr, 100), E_POINTER);
+}
+
+// The switches answer through the component and redraw what it shows: the corner texts come and go
+// over the picture; the CT has no shutter, so the shutter switch gives the same picture back.
+TEST_F(RenderedCt, TheOverlayAndShutterSwitchesRedrawTheWindows) {
+  ASSERT_EQ(ondrel_->RenderImage(image_.Get(), window_, VARIANT_FALSE), S_OK);
+  ondrel::platform::WindowPixels bare;
+  ondrel::platform::WindowPixels shown;
+  ASSERT_TRUE(ondrel::platform::ReadWindowPixels(window_, bare));
+  VARIANT_BOOL flag = VARIANT_FALSE;
+  EXPECT_EQ(ondrel_->ToggleOverlaysVisibility(), S_OK);
+  EXPECT_EQ(ondrel_->AreOverlaysVisible(&flag), S_OK);
+  EXPECT_EQ(flag, VARIANT_TRUE);
+  ondrel::platform::ReadWindowPixels(window_, shown);
+  EXPECT_NE(shown.bgra, bare.bgra) << "the corner texts";
+  EXPECT_EQ(ondrel_->ToggleOverlaysVisibility(), S_OK);
+  ondrel::platform::ReadWindowPixels(window_, shown);
+  EXPECT_EQ(shown.bgra, bare.bgra);
+
+  EXPECT_EQ(ondrel_->IsShutterApplied(&flag), S_OK);
+  const VARIANT_BOOL before = flag;
+  EXPECT_EQ(ondrel_->ToggleShutter(), S_OK);
+  EXPECT_EQ(ondrel_->IsShutterApplied(&flag), S_OK);
+  EXPECT_EQ(flag, before == VARIANT_TRUE ? VARIANT_FALSE : VARIANT_TRUE);
+  ondrel::platform::ReadWindowPixels(window_, shown);
+  EXPECT_EQ(shown.bgra, bare.bgra);
+  EXPECT_EQ(ondrel_->ToggleShutter(), S_OK);
 }
 
 TEST_F(RenderedCt, OperationsOnAWindowWithoutAnImageDoNothing) {

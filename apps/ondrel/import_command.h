@@ -1,0 +1,33 @@
+// `ondrel import`: a picture file made into a DICOM file by the core, as a workstation imports one.
+#pragma once
+
+#include <span>
+#include <string_view>
+
+namespace ondrel::cli {
+
+inline constexpr std::string_view kImportHelp =
+    "Makes a DICOM file of PICTURE exactly as a workstation imports a picture. It builds a new patient,\n"
+    "study, series and image of the workstation's objects, sets the image's file name to OUT, creates\n"
+    "the core's component and calls ImportImageAsDICOMFile with PICTURE and the image. The core reads\n"
+    "the picture (BMP, JPEG, GIF, TIFF or PNG, known by its contents, not its name), tells the image\n"
+    "its size and its 8-bit RGB format, gives it a new SOP Instance UID, and writes OUT in little-endian\n"
+    "implicit VR: the picture's pixels as 8-bit RGB, three samples a pixel interleaved, the top row\n"
+    "first (transparency is dropped, a palette is resolved), the Conversion Type WSD, and what the\n"
+    "objects know. Of these the command sets the SOP Class UID of Secondary Capture Image Storage\n"
+    "(1.2.840.10008.5.1.4.1.1.7), the modality OT and a new study and series instance UID; the patient\n"
+    "has no name or ID. The file's meta information holds only the transfer syntax UID.\n"
+    "\n"
+    "Prints one line, with what the image object holds afterwards:\n"
+    "  wrote OUT.dcm: 13x7 RGB, SOP Instance UID 1.3.6.1.4.1.77777.2024.5.17.9.41.12.123\n"
+    "\n"
+    "Options:\n"
+    "  -o, --output OUT.dcm  the DICOM file to write (required), replaced if it exists\n"
+    "\n"
+    "Failures: a PICTURE that can't be read, and a method of the core that fails, end the command with\n"
+    "status 1; the method is named with its code and the core's failure text:\n"
+    "  ondrel: ImportImageAsDICOMFile failed (0x80004005): DESCRIPTION";
+
+int RunImport(std::span<const std::string_view> args);
+
+}  // namespace ondrel::cli
