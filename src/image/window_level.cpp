@@ -117,6 +117,46 @@ std::size_t ValueTableSize(const LutInput& input, std::size_t samplesToMap) {
   return input.filter == 0 && samplesToMap >= possibleValues ? possibleValues : 0;
 }
 
+// The display byte of every possible element, for the images that map through a table.
+void FillValueTable(const LutInput& input, std::vector<BYTE>& valueTable) {
+  const bool invert = input.invert != (input.photometric == kPhotometricMonochrome1);
+  const ValueMapper map(input, invert);
+  for (std::size_t v = 0; v < valueTable.size(); ++v) valueTable[v] = map(static_cast<std::int64_t>(v));
+}
+
+// Three-sample colour without a palette or a filter, through a full value table: each sample looked
+// up, written blue, green, red, as the plain mapping writes it.
+template <typename Element>
+void WriteColourThroughTable(const LutInput& input, const std::vector<BYTE>& table, BYTE* display) {
+  const std::size_t rows = static_cast<std::size_t>(input.rows);
+  const std::size_t columns = static_cast<std::size_t>(input.columns);
+  const std::size_t paddedRows = Padded(input.rows);
+  const std::size_t rowBytes = Padded(input.columns) * 3;
+  const std::size_t planeSize = rows * columns;
+  const auto* elements = reinterpret_cast<const Element*>(input.pixels);
+  const BYTE* lookup = table.data();
+  for (std::size_t r = 0; r < rows; ++r) {
+    BYTE* out = display + (paddedRows - 1 - r) * rowBytes;
+    if (input.planarConfiguration == 1) {
+      const Element* red = elements + r * columns;
+      const Element* green = red + planeSize;
+      const Element* blue = green + planeSize;
+      for (std::size_t c = 0; c < columns; ++c) {
+        out[3 * c] = lookup[blue[c]];
+        out[3 * c + 1] = lookup[green[c]];
+        out[3 * c + 2] = lookup[red[c]];
+      }
+    } else {
+      const Element* pixel = elements + r * columns * 3;
+      for (std::size_t c = 0; c < columns; ++c, pixel += 3) {
+        out[3 * c] = lookup[pixel[2]];
+        out[3 * c + 1] = lookup[pixel[1]];
+        out[3 * c + 2] = lookup[pixel[0]];
+      }
+    }
+  }
+}
+
 void WriteDisplay(const LutInput& input, std::vector<BYTE>& valueTable, BYTE* display) {
   const BYTE* pixels = input.pixels;
   const bool colour = IsColourPhotometric(input.photometric);
@@ -146,7 +186,7 @@ void WriteDisplay(const LutInput& input, std::vector<BYTE>& valueTable, BYTE* di
     filterHigh = StoredFilterValue(range.max, input.rescaleIntercept, slope);
   }
   const BitRange bits = RangeOf(input.bitsStored);
-  for (std::size_t v = 0; v < valueTable.size(); ++v) valueTable[v] = map(static_cast<std::int64_t>(v));
+  FillValueTable(input, valueTable);
 
   std::size_t rowOffset = (paddedRows - 1) * paddedColumns;
   for (std::size_t r = 0; r < rows; ++r, rowOffset -= paddedColumns) {
@@ -425,10 +465,19 @@ void ApplyLut(const LutInput& input, DisplayBuffer& output, bool plainOnly) {
       output.bytes = std::move(bytes);
       output.size = size;
     }
-    if (kernel)
+    const bool colourThroughTable =
+        !plainOnly && colour && samples == 3 && input.palette == 0 && !valueTable.empty();
+    if (kernel) {
       WriteGreyThroughKernel(input, *kernel, output.bytes.get());
-    else
+    } else if (colourThroughTable) {
+      FillValueTable(input, valueTable);
+      if (valueTable.size() == 256)
+        WriteColourThroughTable<std::uint8_t>(input, valueTable, output.bytes.get());
+      else
+        WriteColourThroughTable<std::uint16_t>(input, valueTable, output.bytes.get());
+    } else {
       WriteDisplay(input, valueTable, output.bytes.get());
+    }
     ClearPadding(input, output.bytes.get());
   } catch (...) {
     RETHROW_MY_EXCEPTION("Failed to apply the image window and level.");

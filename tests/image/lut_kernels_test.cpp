@@ -79,6 +79,43 @@ TEST(LutKernels, GiveThePlainMappingsBytesForEveryDepthSignRescaleWindowAndPalet
   EXPECT_GT(kernelCases, 16 * 2 * 7 * 8 * 9 / 10);
 }
 
+TEST(LutKernels, ColourThroughTheValueTableGivesThePlainMappingsBytes) {
+  std::mt19937 random(3);
+  // 8-bit images map through a table of 256 values, wider ones through 65536 once they have as many
+  // samples; YBR_FULL reads two bytes whenever bits stored is not 8.
+  const struct {
+    int photometric;
+    int bits;
+    LONG rows;
+    LONG columns;
+  } images[] = {{kPhotometricRgb, 8, 10, 13}, {kPhotometricYbrFull, 8, 9, 11}, {kPhotometricRgb, 12, 128, 171},
+                {kPhotometricYbrFull, 7, 130, 170}, {kPhotometricYbrRct, 16, 129, 173}};
+  for (const auto& image : images) {
+    const std::vector<BYTE> pixels =
+        RandomElements(random, static_cast<std::size_t>(image.rows * image.columns * 3),
+                       image.bits == 8 || image.photometric != kPhotometricYbrFull ? image.bits : 16);
+    for (const int planar : {0, 1}) {
+      for (const WindowLevel window : {WindowLevel{255, 127}, WindowLevel{0, 0}, WindowLevel{1000, 300}}) {
+        LutInput input;
+        input.pixels = pixels.data();
+        input.pixelBytes = pixels.size();
+        input.rows = image.rows;
+        input.columns = image.columns;
+        input.samples = 3;
+        input.bitsStored = image.bits;
+        input.photometric = image.photometric;
+        input.planarConfiguration = planar;
+        input.windowLevel = window;
+        input.invert = random() % 2 == 0;
+        input.palette = static_cast<LONG>(random() % 3);  // palettes on colour stay on the plain path
+        SCOPED_TRACE("photometric " + std::to_string(image.photometric) + " bits " + std::to_string(image.bits) +
+                     " planar " + std::to_string(planar) + " window " + std::to_string(window.window));
+        ASSERT_EQ(Display(input, false), Display(input, true));
+      }
+    }
+  }
+}
+
 // The single-precision window product is taken only where it was proven to give the double's byte;
 // here every value inside each window is mapped, for every window up to 3000 and wide random ones.
 TEST(LutKernels, TheFloatWindowProductAgreesWithTheDoubleOneAtEveryValueOfTheWindow) {
