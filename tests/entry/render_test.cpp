@@ -136,6 +136,26 @@ TEST_F(RenderedCt, RenderingTheSameKeyAgainReusesTheImageAndKeepsAModifiedWindow
   EXPECT_EQ(zoom, 100U);
 }
 
+// The bottom-right corner marks a tagged image with the star of star.png (gold inside) and an untagged
+// one with a dotted square, whose centre is picture.
+TEST_F(RenderedCt, ATaggedImageShowsTheStarInTheCorner) {
+  const auto centreOfCorner = [&] {
+    ondrel::platform::WindowPixels pixels;
+    EXPECT_TRUE(ondrel::platform::ReadWindowPixels(window_, pixels));
+    const BYTE* bgra = &pixels.bgra[(static_cast<std::size_t>(kSize - 10) * kSize + (kSize - 10)) * 4];
+    return static_cast<std::uint32_t>(bgra[2] << 16 | bgra[1] << 8 | bgra[0]);
+  };
+  ASSERT_EQ(ondrel_->RenderImage(image_.Get(), window_, VARIANT_FALSE), S_OK);
+  ASSERT_EQ(ondrel_->ApplyWindowLevelPreset(window_, 400, 40), S_OK);
+  const BYTE grey = Expected(400, 40)[static_cast<std::size_t>(kSize - 10) * kSize + (kSize - 10)];
+  EXPECT_EQ(centreOfCorner(), grey * 0x010101u);
+
+  const auto handle = static_cast<LONG>(reinterpret_cast<std::intptr_t>(window_));
+  ASSERT_EQ(image_->SetTaggedState(handle, -1), S_OK);
+  ASSERT_EQ(ondrel_->Draw(window_), S_OK);
+  EXPECT_EQ(centreOfCorner(), 0xFFD700u);
+}
+
 TEST_F(RenderedCt, AConsultWindowShowsTheSameImage) {
   ASSERT_EQ(ondrel_->RenderImage(image_.Get(), window_, VARIANT_FALSE), S_OK);
   ASSERT_EQ(ondrel_->ApplyWindowLevelPreset(window_, 400, 40), S_OK);
