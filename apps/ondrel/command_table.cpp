@@ -86,4 +86,25 @@ std::string OverviewHelp() {
 
 std::string VersionText() { return std::string("ondrel ") + ONDREL_VERSION + "\n"; }
 
+InputAndOutput ParseInputAndOutput(std::span<const std::string_view> args, std::string_view command,
+                                   std::string_view inputName, std::string_view outputName) {
+  const std::string name(command);
+  InputAndOutput parsed;
+  for (std::size_t i = 0; i < args.size(); ++i) {
+    if (args[i] == "-o" || args[i] == "--output") {
+      if (i + 1 == args.size()) throw UsageError{std::string(args[i]) + " needs a file name"};
+      parsed.output = args[++i];
+    } else if (args[i].starts_with("-")) {
+      throw UsageError{"unknown option '" + std::string(args[i]) + "'"};
+    } else if (parsed.input.empty()) {
+      parsed.input = args[i];
+    } else {
+      throw UsageError{name + " takes one " + std::string(inputName)};
+    }
+  }
+  if (parsed.input.empty()) throw UsageError{name + " needs a " + std::string(inputName)};
+  if (parsed.output.empty()) throw UsageError{name + " needs -o " + std::string(outputName)};
+  return parsed;
+}
+
 }  // namespace ondrel::cli

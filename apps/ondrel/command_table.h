@@ -18,6 +18,16 @@ struct UsageError {
   std::string message;
 };
 
+// The arguments of a command shaped `NAME INPUT -o OUTPUT`: one input (`inputName` in messages, as
+// "FILE") and -o or --output with its file (`outputName`, as "OUT.raw"). Throws UsageError naming the
+// command for an unknown option, a second input, or a missing input or output.
+struct InputAndOutput {
+  std::string input;
+  std::string output;
+};
+InputAndOutput ParseInputAndOutput(std::span<const std::string_view> args, std::string_view command,
+                                   std::string_view inputName, std::string_view outputName);
+
 struct Command {
   std::string_view name;
   std::string_view summary;  // one line for `ondrel --help`

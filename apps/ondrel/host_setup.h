@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "ondrel/platform/com.h"
+#include "ondrel/platform/gdiplus.h"
 #include "ondrel/workstation.h"
 
 namespace ondrel::cli {
@@ -14,6 +15,24 @@ namespace ondrel::cli {
 void LoadDictionary();
 // Registers the workstation's information classes in the class table (once).
 void RegisterWorkstation();
+
+// GDI+ started for a command (the component draws through it, pictures are read and written with
+// it) and stopped when the session goes. Status() says whether it started.
+class GdiplusSession {
+ public:
+  GdiplusSession() : status_(Gdiplus::GdiplusStartup(&token_, &input_, nullptr)) {}
+  ~GdiplusSession() {
+    if (status_ == Gdiplus::Ok) Gdiplus::GdiplusShutdown(token_);
+  }
+  GdiplusSession(const GdiplusSession&) = delete;
+  GdiplusSession& operator=(const GdiplusSession&) = delete;
+  Gdiplus::Status Status() const { return status_; }
+
+ private:
+  const Gdiplus::GdiplusStartupInput input_;
+  ULONG_PTR token_ = 0;
+  Gdiplus::Status status_;
+};
 
 // "0x" and the eight hexadecimal digits of a result code.
 std::string HResultText(HRESULT hr);

@@ -46,42 +46,10 @@ platform::ComPtr<IImageInfoNW> NewImage(const std::string& output) {
   return image;
 }
 
-// GDI+, which reads the picture, started for the command.
-class GdiplusSession {
- public:
-  GdiplusSession() : status_(Gdiplus::GdiplusStartup(&token_, &input_, nullptr)) {}
-  ~GdiplusSession() {
-    if (status_ == Gdiplus::Ok) Gdiplus::GdiplusShutdown(token_);
-  }
-  GdiplusSession(const GdiplusSession&) = delete;
-  GdiplusSession& operator=(const GdiplusSession&) = delete;
-  Gdiplus::Status Status() const { return status_; }
-
- private:
-  const Gdiplus::GdiplusStartupInput input_;
-  ULONG_PTR token_ = 0;
-  Gdiplus::Status status_;
-};
-
 }  // namespace
 
 int RunImport(std::span<const std::string_view> args) {
-  std::string picture;
-  std::string output;
-  for (std::size_t i = 0; i < args.size(); ++i) {
-    if (args[i] == "-o" || args[i] == "--output") {
-      if (i + 1 == args.size()) throw UsageError{std::string(args[i]) + " needs a file name"};
-      output = args[++i];
-    } else if (args[i].starts_with("-")) {
-      throw UsageError{"unknown option '" + std::string(args[i]) + "'"};
-    } else if (picture.empty()) {
-      picture = args[i];
-    } else {
-      throw UsageError{"import takes one PICTURE"};
-    }
-  }
-  if (picture.empty()) throw UsageError{"import needs a PICTURE"};
-  if (output.empty()) throw UsageError{"import needs -o OUT.dcm"};
+  const auto [picture, output] = ParseInputAndOutput(args, "import", "PICTURE", "OUT.dcm");
 
   LoadDictionary();
   RegisterWorkstation();

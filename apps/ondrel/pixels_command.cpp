@@ -26,22 +26,7 @@ std::string TextOf(const ImageInfoStrategy::Text& text) {
 }  // namespace
 
 int RunPixels(std::span<const std::string_view> args) {
-  std::string input;
-  std::string output;
-  for (std::size_t i = 0; i < args.size(); ++i) {
-    if (args[i] == "-o" || args[i] == "--output") {
-      if (i + 1 == args.size()) throw UsageError{std::string(args[i]) + " needs a file name"};
-      output = args[++i];
-    } else if (args[i].starts_with("-")) {
-      throw UsageError{"unknown option '" + std::string(args[i]) + "'"};
-    } else if (input.empty()) {
-      input = args[i];
-    } else {
-      throw UsageError{"pixels takes one FILE"};
-    }
-  }
-  if (input.empty()) throw UsageError{"pixels needs a FILE"};
-  if (output.empty()) throw UsageError{"pixels needs -o OUT.raw"};
+  const auto [input, output] = ParseInputAndOutput(args, "pixels", "FILE", "OUT.raw");
 
   LoadDictionary();
   RegisterWorkstation();

@@ -212,23 +212,6 @@ bool Failed(std::string_view method, HRESULT hr) {
   return true;
 }
 
-// GDI+ started for the component's drawing and the picture's encoding, and stopped at the end.
-class GdiplusSession {
- public:
-  GdiplusSession() : status_(Gdiplus::GdiplusStartup(&token_, &input_, nullptr)) {}
-  ~GdiplusSession() {
-    if (status_ == Gdiplus::Ok) Gdiplus::GdiplusShutdown(token_);
-  }
-  GdiplusSession(const GdiplusSession&) = delete;
-  GdiplusSession& operator=(const GdiplusSession&) = delete;
-  Gdiplus::Status Status() const { return status_; }
-
- private:
-  const Gdiplus::GdiplusStartupInput input_;
-  ULONG_PTR token_ = 0;
-  Gdiplus::Status status_;
-};
-
 struct WindowDestroyer {
   void operator()(HWND window) const { DestroyWindow(window); }
 };
