@@ -5,6 +5,7 @@
 #include <cmath>
 #include <memory>
 #include <new>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -103,17 +104,17 @@ struct Fetch32 {
 };
 
 // Source rows interpolated across: each destination row mixes two of them, and neighbouring
-// destination rows mostly mix the same two, so each is made once and kept while it is needed.
-template <class Fetch>
+// destination rows mostly mix the same two, so each is made once, by `makeLine(row, line)`, and kept
+// while it is needed.
+template <typename Value, class MakeLine>
 class HorizontalLines {
  public:
-  HorizontalLines(const picture::Picture& source, const Fetch& fetch, const std::vector<Tap>& columns)
-      : source_(source), fetch_(fetch), columns_(columns) {
-    for (std::vector<std::uint32_t>& line : lines_) line.resize(columns.size());
+  HorizontalLines(std::size_t width, MakeLine makeLine) : makeLine_(std::move(makeLine)) {
+    for (std::vector<Value>& line : lines_) line.resize(width);
   }
 
   // The lines of source rows `upper` and `lower` (which may be the same row).
-  std::pair<const std::uint32_t*, const std::uint32_t*> Pair(int upper, int lower) {
+  std::pair<const Value*, const Value*> Pair(int upper, int lower) {
     const int upperSlot = SlotOf(upper, rows_[0] == lower ? 1 : 0);
     const int lowerSlot = SlotOf(lower, upperSlot == 0 ? 1 : 0);
     return {lines_[static_cast<std::size_t>(upperSlot)].data(), lines_[static_cast<std::size_t>(lowerSlot)].data()};
@@ -124,39 +125,60 @@ class HorizontalLines {
   int SlotOf(int row, int spare) {
     if (rows_[0] == row) return 0;
     if (rows_[1] == row) return 1;
-    const std::uint8_t* bits =
-        source_.bits.data() + static_cast<std::size_t>(row) * static_cast<std::size_t>(source_.stride);
-    std::uint32_t* line = lines_[static_cast<std::size_t>(spare)].data();
-    for (std::size_t i = 0; i < columns_.size(); ++i) {
-      const Tap& column = columns_[i];
-      line[i] = Lerp(fetch_(bits, column.first), fetch_(bits, column.second), column.weight);
-    }
+    makeLine_(row, lines_[static_cast<std::size_t>(spare)].data());
     rows_[static_cast<std::size_t>(spare)] = row;
     return spare;
   }
 
-  const picture::Picture& source_;
-  const Fetch& fetch_;
-  const std::vector<Tap>& columns_;
-  std::array<std::vector<std::uint32_t>, 2> lines_;
+  MakeLine makeLine_;
+  std::array<std::vector<Value>, 2> lines_;
   std::array<int, 2> rows_{-1, -1};
 };
+
+// The destination pixels a stretch to `target` writes on the surface, and the source columns each
+// of them mixes; none when the target lies off the surface.
+struct StretchArea {
+  int left = 0;
+  int right = 0;
+  int top = 0;
+  int bottom = 0;
+  std::vector<Tap> columns;
+};
+
+std::optional<StretchArea> AreaOf(const picture::Picture& source, const Surface& surface, Rect target) {
+  StretchArea area;
+  area.left = std::max(target.X, 0);
+  area.right =
+      static_cast<int>(std::min<std::int64_t>(static_cast<std::int64_t>(target.X) + target.Width, surface.width));
+  area.top = std::max(target.Y, 0);
+  area.bottom =
+      static_cast<int>(std::min<std::int64_t>(static_cast<std::int64_t>(target.Y) + target.Height, surface.height));
+  if (area.left >= area.right || area.top >= area.bottom) return {};
+  area.columns.resize(static_cast<std::size_t>(area.right - area.left));
+  for (int x = area.left; x < area.right; ++x)
+    area.columns[static_cast<std::size_t>(x - area.left)] = TapFor(x - target.X, target.Width, source.width);
+  return area;
+}
+
+const std::uint8_t* RowOf(const picture::Picture& source, int row) {
+  return source.bits.data() + static_cast<std::size_t>(row) * static_cast<std::size_t>(source.stride);
+}
 
 // The bilinear stretch of the whole picture to the destination rectangle, clipped to the surface.
 template <class Fetch>
 void Stretch(const picture::Picture& source, const Fetch& fetch, bool opaque, const Surface& surface, Rect target) {
-  const int left = std::max(target.X, 0);
-  const int right =
-      static_cast<int>(std::min<std::int64_t>(static_cast<std::int64_t>(target.X) + target.Width, surface.width));
-  const int top = std::max(target.Y, 0);
-  const int bottom =
-      static_cast<int>(std::min<std::int64_t>(static_cast<std::int64_t>(target.Y) + target.Height, surface.height));
-  if (left >= right || top >= bottom) return;
-  std::vector<Tap> columns(static_cast<std::size_t>(right - left));
-  for (int x = left; x < right; ++x)
-    columns[static_cast<std::size_t>(x - left)] = TapFor(x - target.X, target.Width, source.width);
-  HorizontalLines<Fetch> lines(source, fetch, columns);
-  for (int y = top; y < bottom; ++y) {
+  const std::optional<StretchArea> area = AreaOf(source, surface, target);
+  if (!area) return;
+  const std::vector<Tap>& columns = area->columns;
+  const int left = area->left;
+  const int right = area->right;
+  const auto makeLine = [&](int row, std::uint32_t* line) {
+    const std::uint8_t* bits = RowOf(source, row);
+    for (std::size_t i = 0; i < columns.size(); ++i)
+      line[i] = Lerp(fetch(bits, columns[i].first), fetch(bits, columns[i].second), columns[i].weight);
+  };
+  HorizontalLines<std::uint32_t, decltype(makeLine)> lines(columns.size(), makeLine);
+  for (int y = area->top; y < area->bottom; ++y) {
     const Tap row = TapFor(y - target.Y, target.Height, source.height);
     const auto [upper, lower] = lines.Pair(row.first, row.second);
     const auto sample = [&](int x) {
@@ -210,38 +232,21 @@ bool IsGreyRamp(const std::vector<std::uint32_t>& palette) {
 // The stretch of a grey-ramp picture onto a 32-bit surface: the same bytes as Stretch, with each
 // pixel mixed once instead of once per channel and written as grey at the end.
 void StretchGrey(const picture::Picture& source, const Surface& surface, Rect target) {
-  const int left = std::max(target.X, 0);
-  const int right =
-      static_cast<int>(std::min<std::int64_t>(static_cast<std::int64_t>(target.X) + target.Width, surface.width));
-  const int top = std::max(target.Y, 0);
-  const int bottom =
-      static_cast<int>(std::min<std::int64_t>(static_cast<std::int64_t>(target.Y) + target.Height, surface.height));
-  if (left >= right || top >= bottom) return;
-  const std::size_t count = static_cast<std::size_t>(right - left);
-  std::vector<Tap> columns(count);
-  for (int x = left; x < right; ++x) columns[static_cast<std::size_t>(x - left)] = TapFor(x - target.X, target.Width, source.width);
-  // Two source rows mixed across, kept while the next destination rows still use them, and one mixed
-  // row.
-  std::array<std::vector<std::uint8_t>, 2> lines{std::vector<std::uint8_t>(count), std::vector<std::uint8_t>(count)};
-  std::array<int, 2> lineRows{-1, -1};
-  std::vector<std::uint8_t> mixed(count);
-  const auto slotOf = [&](int row, int spare) {
-    if (lineRows[0] == row) return 0;
-    if (lineRows[1] == row) return 1;
-    const std::uint8_t* bits = source.bits.data() + static_cast<std::size_t>(row) * static_cast<std::size_t>(source.stride);
-    std::uint8_t* line = lines[static_cast<std::size_t>(spare)].data();
+  const std::optional<StretchArea> area = AreaOf(source, surface, target);
+  if (!area) return;
+  const std::vector<Tap>& columns = area->columns;
+  const std::size_t count = columns.size();
+  const auto makeLine = [&](int row, std::uint8_t* line) {
+    const std::uint8_t* bits = RowOf(source, row);
     for (std::size_t i = 0; i < count; ++i) line[i] = Mix(bits[columns[i].first], bits[columns[i].second], columns[i].weight);
-    lineRows[static_cast<std::size_t>(spare)] = row;
-    return spare;
   };
-  for (int y = top; y < bottom; ++y) {
+  HorizontalLines<std::uint8_t, decltype(makeLine)> lines(count, makeLine);
+  std::vector<std::uint8_t> mixed(count);
+  for (int y = area->top; y < area->bottom; ++y) {
     const Tap row = TapFor(y - target.Y, target.Height, source.height);
-    const int upperSlot = slotOf(row.first, lineRows[0] == row.second ? 1 : 0);
-    const int lowerSlot = slotOf(row.second, upperSlot == 0 ? 1 : 0);
-    const std::uint8_t* upper = lines[static_cast<std::size_t>(upperSlot)].data();
-    const std::uint8_t* lower = lines[static_cast<std::size_t>(lowerSlot)].data();
+    const auto [upper, lower] = lines.Pair(row.first, row.second);
     for (std::size_t i = 0; i < count; ++i) mixed[i] = Mix(upper[i], lower[i], row.weight);
-    auto* out = reinterpret_cast<std::uint32_t*>(surface.Row(y)) + left;
+    auto* out = reinterpret_cast<std::uint32_t*>(surface.Row(y)) + area->left;
     for (std::size_t i = 0; i < count; ++i) out[i] = mixed[i] * 0x010101u;
   }
 }

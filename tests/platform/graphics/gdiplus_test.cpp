@@ -134,27 +134,56 @@ std::uint32_t PlainBilinear(const RgbDib& dib, int width, int height, int x, int
   return rgb;
 }
 
+// A top-down 8-bit DIB whose table is the 256 greys, as a grey display buffer is drawn.
+struct GreyDib {
+  GreyDib(int width, int height) : stride((width + 3) / 4 * 4), bits(static_cast<std::size_t>(stride * height)) {
+    info.resize(sizeof(BITMAPINFOHEADER) + 256 * sizeof(RGBQUAD));
+    auto* header = reinterpret_cast<BITMAPINFOHEADER*>(info.data());
+    *header = {sizeof(BITMAPINFOHEADER), width, -height, 1, 8, BI_RGB, 0, 0, 0, 0, 0};
+    auto* table = reinterpret_cast<RGBQUAD*>(info.data() + sizeof(BITMAPINFOHEADER));
+    for (int i = 0; i < 256; ++i) table[i] = RGBQUAD{static_cast<BYTE>(i), static_cast<BYTE>(i), static_cast<BYTE>(i), 0};
+  }
+  GpBitmap* Bitmap() {
+    GpBitmap* bitmap = nullptr;
+    EXPECT_EQ(GdipCreateBitmapFromGdiDib(reinterpret_cast<const BITMAPINFO*>(info.data()), bits.data(), &bitmap), Ok);
+    return bitmap;
+  }
+  int stride;
+  std::vector<BYTE> bits;
+  std::vector<BYTE> info;
+};
+
 TEST(Gdiplus, BilinearStretchInBothDirectionsEqualsThePlainPerPixelMix) {
   const GdiplusSession session;
   std::mt19937 random(7);
-  RgbDib dib(37, 23);
+  RgbDib colour(37, 23);
+  GreyDib grey(37, 23);
+  RgbDib greyAsRgb(37, 23);  // the grey picture's reference
   for (int y = 0; y < 23; ++y)
-    for (int x = 0; x < 37; ++x) dib.Set(x, y, random() & 0xFFFFFF);
-  GpBitmap* bitmap = dib.Bitmap();
+    for (int x = 0; x < 37; ++x) {
+      colour.Set(x, y, random() & 0xFFFFFF);
+      const BYTE level = static_cast<BYTE>(random());
+      grey.bits[static_cast<std::size_t>(y * grey.stride + x)] = level;
+      greyAsRgb.Set(x, y, level * 0x010101u);
+    }
   // Up by two and by odd factors, down, and a picture hanging over the window's left and bottom edges.
   const struct {
     int x, y, width, height, windowWidth, windowHeight;
   } draws[] = {{0, 0, 74, 46, 74, 46}, {3, 2, 51, 97, 60, 100}, {0, 0, 12, 7, 12, 7}, {-9, 5, 80, 40, 60, 30}};
-  for (const auto& d : draws) {
-    const auto shown = DrawnAt(bitmap, d.x, d.y, d.width, d.height, d.windowWidth, d.windowHeight);
-    int checked = 0;
-    for (int y = std::max(d.y, 0); y < std::min(d.y + d.height, d.windowHeight); ++y)
-      for (int x = std::max(d.x, 0); x < std::min(d.x + d.width, d.windowWidth); ++x, ++checked)
-        ASSERT_EQ(ShownPixel(shown, x, y), PlainBilinear(dib, d.width, d.height, x - d.x, y - d.y))
-            << d.width << "x" << d.height << " at " << x << "," << y;
-    EXPECT_GT(checked, 0);
+  for (const bool isGrey : {false, true}) {
+    GpBitmap* bitmap = isGrey ? grey.Bitmap() : colour.Bitmap();
+    const RgbDib& reference = isGrey ? greyAsRgb : colour;
+    for (const auto& d : draws) {
+      const auto shown = DrawnAt(bitmap, d.x, d.y, d.width, d.height, d.windowWidth, d.windowHeight);
+      int checked = 0;
+      for (int y = std::max(d.y, 0); y < std::min(d.y + d.height, d.windowHeight); ++y)
+        for (int x = std::max(d.x, 0); x < std::min(d.x + d.width, d.windowWidth); ++x, ++checked)
+          ASSERT_EQ(ShownPixel(shown, x, y), PlainBilinear(reference, d.width, d.height, x - d.x, y - d.y))
+              << (isGrey ? "grey " : "colour ") << d.width << "x" << d.height << " at " << x << "," << y;
+      EXPECT_GT(checked, 0);
+    }
+    GdipDisposeImage(bitmap);
   }
-  GdipDisposeImage(bitmap);
 }
 
 TEST(Gdiplus, RegionFillsAndPenRectangles) {
