@@ -76,7 +76,7 @@ FcConfig* Fontconfig() {
 }
 
 // The file and face index fontconfig chooses for a family, weight and slant.
-bool Match(const std::string& family, int weight, bool italic, std::string& file, int& index) {
+bool AskFontconfig(const std::string& family, int weight, bool italic, std::string& file, int& index) {
   FcConfig* const config = Fontconfig();
   if (config == nullptr) return false;
   FcPattern* pattern = FcPatternCreate();
@@ -96,6 +96,27 @@ bool Match(const std::string& family, int weight, bool italic, std::string& file
   if (FcPatternGetInteger(match, FC_INDEX, 0, &index) != FcResultMatch) index = 0;
   FcPatternDestroy(match);
   return found;
+}
+
+// AskFontconfig, remembered: a viewport's overlays ask for the same fonts on every full draw, and a
+// match costs more than the drawing of the texts.
+bool Match(const std::string& family, int weight, bool italic, std::string& file, int& index) {
+  struct Answer {
+    bool found;
+    std::string file;
+    int index;
+  };
+  static std::map<std::tuple<std::string, int, bool>, Answer> answers;
+  const auto key = std::make_tuple(family, weight, italic);
+  auto it = answers.find(key);
+  if (it == answers.end()) {
+    Answer answer{false, {}, 0};
+    answer.found = AskFontconfig(family, weight, italic, answer.file, answer.index);
+    it = answers.emplace(key, std::move(answer)).first;
+  }
+  file = it->second.file;
+  index = it->second.index;
+  return it->second.found;
 }
 
 class FreeTypeFace final : public FontFace {
