@@ -6,6 +6,8 @@
 
 #include "console_text.h"
 #include "dicom/dicom_dictionary.h"
+#include "foundation/text_utils.h"
+#include "foundation/uid.h"
 #include "ondrel/platform/errorinfo.h"
 #include "ondrel/platform/hresult_exception.h"
 #include "ondrel/study_builder.h"
@@ -22,6 +24,25 @@ void LoadDictionary() {
 }
 
 void RegisterWorkstation() { platform::ThrowIfFailed(RegisterWorkstationClasses()); }
+
+platform::ComPtr<IImageInfoNW> NewSecondaryCaptureImage(const std::string& fileName) {
+  const auto patient = MakeObject<IPatientInfoNW>(CLSID_PatientInfoNW);
+  const auto study = MakeObject<IStudyInfoNW>(CLSID_StudyInfoNW);
+  const auto series = MakeObject<ISeriesInfoNW>(CLSID_SeriesInfoNW);
+  auto image = MakeObject<IImageInfoNW>(CLSID_ImageInfoNW);
+  // UIDs made in one millisecond (the core makes the SOP Instance UID) are told apart by a count.
+  static int made = 0;
+  const std::u16string uid = ToWide(GenerateUid() + "." + std::to_string(++made));
+  platform::ThrowIfFailed(study->SetStudyInstanceUid(platform::BStr(uid + u".1").Get()));
+  platform::ThrowIfFailed(series->SetSeriesInstanceUid(platform::BStr(uid + u".2").Get()));
+  platform::ThrowIfFailed(series->SetModality(platform::BStr(u"OT").Get()));
+  platform::ThrowIfFailed(image->SetSopClassUid(platform::BStr(u"1.2.840.10008.5.1.4.1.1.7").Get()));
+  platform::ThrowIfFailed(image->SetFileName(platform::BStr(ToWide(fileName)).Get()));
+  platform::ThrowIfFailed(patient->AddStudyToPatient(study.Get()));
+  platform::ThrowIfFailed(study->AddSeriesToStudy(series.Get()));
+  platform::ThrowIfFailed(series->AddImageToSeries(image.Get()));
+  return image;
+}
 
 std::string HResultText(HRESULT hr) {
   char text[16];

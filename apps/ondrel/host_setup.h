@@ -6,6 +6,7 @@
 
 #include "ondrel/platform/com.h"
 #include "ondrel/platform/gdiplus.h"
+#include "ondrel/platform/hresult_exception.h"
 #include "ondrel/workstation.h"
 
 namespace ondrel::cli {
@@ -33,6 +34,20 @@ class GdiplusSession {
   ULONG_PTR token_ = 0;
   Gdiplus::Status status_;
 };
+
+// A new object of a registered class. Throws HResultException when it can't be made.
+template <class T>
+platform::ComPtr<T> MakeObject(const CLSID& clsid) {
+  platform::ComPtr<T> object;
+  platform::ThrowIfFailed(
+      CoCreateInstance(clsid, nullptr, CLSCTX_ALL, T::kIid, reinterpret_cast<void**>(object.GetAddressOf())));
+  return object;
+}
+
+// As a workstation makes the object that a consult image or an imported picture is written to: a
+// Secondary Capture image of a new OT series, study and patient, whose FileName is `fileName` (where
+// the core writes the DICOM file). Throws HResultException when an object can't be made or set.
+platform::ComPtr<IImageInfoNW> NewSecondaryCaptureImage(const std::string& fileName);
 
 // "0x" and the eight hexadecimal digits of a result code.
 std::string HResultText(HRESULT hr);

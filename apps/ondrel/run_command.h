@@ -16,11 +16,18 @@ inline constexpr std::string_view kRunHelp =
     "  resize NAME W H        resizes it; destroy NAME destroys it\n"
     "  desktop W H            the size of the desktop (1920 x 1080 until set)\n"
     "  image NAME FILE [N]    the workstation objects of FILE, filled from it; NAME is its image object,\n"
-    "                         of frame N (0 when not given)\n"
+    "                         of frame N (0 when not given), and, for the media component, its media\n"
+    "                         image object, which knows only the file, UID and frame\n"
+    "  newimage NAME FILE     a new image object without pixels, of a new patient, study and series,\n"
+    "                         whose file is FILE, as SaveConsultImage and ImportImageAsDICOMFile need to\n"
+    "                         write one\n"
     "  series NAME PATH...    a series built from files and folders; its images are NAME[0], NAME[1], ...\n"
-    "                         in series order\n"
-    "  component main         the component the following calls go to (made on first use; the media\n"
-    "                         component, dicomdir, is not driven by scripts yet)\n"
+    "                         in series order, each with its media image object too\n"
+    "  component main|dicomdir\n"
+    "                         the component the following calls go to: main (OndrelImpl, IOndrel) until\n"
+    "                         a script says otherwise, or dicomdir (OndrelDicomDirImpl, IOndrelDicomDir:\n"
+    "                         fewer methods, over media image objects). Each is made with\n"
+    "                         CoCreateInstance on its first call and lives to the end of the script\n"
     "  call METHOD ARG...     calls an interface method with its arguments in slot order:\n"
     "                           window and image names; integers (decimal or 0x hex); numbers with a\n"
     "                           point; texts in double quotes; true or false (or a number) for a boolean;\n"
@@ -48,7 +55,8 @@ inline constexpr std::string_view kRunHelp =
     "A method that fails is not a script error: its line shows the code and the error description.\n"
     "Exit status: 0 when every line ran, 1 when an expectation failed or the core failed outside a\n"
     "call (the line number and the last output go to standard error), 2 for a script error (unknown\n"
-    "command, method or name, wrong argument count; the line number goes to standard error).";
+    "command, method or name, a method the chosen component does not have, wrong argument count; the\n"
+    "line number goes to standard error).";
 
 int RunRun(std::span<const std::string_view> args);
 

@@ -6,9 +6,11 @@
 #include <ostream>
 
 #include "foundation/text_utils.h"
+#include "foundation/uid.h"
 #include "host_setup.h"
 #include "ondrel/platform/gdiplus.h"
 #include "ondrel/platform/host_window.h"
+#include "ondrel/platform/hresult_exception.h"
 #include "ondrel/study_builder.h"
 #include "window_picture.h"
 
@@ -71,6 +73,45 @@ std::string Quoted(const std::string& text) {
   return out + "\"";
 }
 
+// The media objects a DICOMDIR would give for these images: one patient, study and series holding an
+// image object for each that knows only its file, UID and frame, and asks the core to fill the rest
+// from the file when it loads it, as a media browser's objects do.
+std::vector<platform::ComPtr<IDicomDirImage>> MediaImagesOf(const std::vector<platform::ComPtr<IImageInfoNW>>& images) {
+  const auto patient = MakeObject<IDicomDirPatient>(CLSID_DicomDirPatient);
+  const auto study = MakeObject<IDicomDirStudy>(CLSID_DicomDirStudy);
+  const auto series = MakeObject<IDicomDirSeries>(CLSID_DicomDirSeries);
+  platform::ThrowIfFailed(patient->AddStudyToPatient(study.Get()));
+  platform::ThrowIfFailed(study->AddSeriesToStudy(series.Get()));
+  std::vector<platform::ComPtr<IDicomDirImage>> media;
+  for (const auto& image : images) {
+    auto item = MakeObject<IDicomDirImage>(CLSID_DicomDirImage);
+    platform::ThrowIfFailed(series->AddImageToSeries(item.Get()));
+    platform::BStr uid;
+    platform::BStr file;
+    USHORT frame = 0;
+    image->GetSopInstanceUid(uid.Out());
+    image->GetFileName(file.Out());
+    image->GetFrameIndex(&frame);
+    item->SetSopInstanceUid(uid.Get());
+    item->SetFileName(file.Get());
+    item->SetFrameIndex(frame);
+    item->SetNeedsDicomData(VARIANT_TRUE);
+    media.push_back(item);
+  }
+  return media;
+}
+
+// The component of that class, made on first use as a host makes it.
+template <class Interface>
+Interface& Made(platform::ComPtr<Interface>& component, const CLSID& clsid) {
+  if (!component) {
+    const HRESULT hr = CoCreateInstance(clsid, nullptr, CLSCTX_ALL, Interface::kIid,
+                                        reinterpret_cast<void**>(component.GetAddressOf()));
+    if (FAILED(hr)) throw ScriptError{"the component can't be made: " + HResultText(hr) + " " + TakeErrorDescription()};
+  }
+  return *component.Get();
+}
+
 void RequireCount(const std::vector<Word>& words, std::size_t least, std::size_t most) {
   const std::size_t given = words.size() - 1;
   if (given < least || given > most)
@@ -88,8 +129,10 @@ ScriptHost::ScriptHost() {
 
 ScriptHost::~ScriptHost() {
   images_.clear();
+  mediaImages_.clear();
   series_.clear();
-  components_.clear();
+  main_.Reset();
+  media_.Reset();
   for (const auto& [name, window] : windows_) DestroyWindow(window);
   GdiplusShutdown(gdiplusToken_);
 }
@@ -117,6 +160,9 @@ void ScriptHost::RunLine(const std::string& line, std::ostream& out) {
   } else if (command == "image") {
     RequireCount(words, 2, 3);
     BuildImage(words[1].text, words[2].text, words.size() > 3 ? Count(words[3].text) : 0);
+  } else if (command == "newimage") {
+    RequireCount(words, 2, 2);
+    BuildNewImage(words[1].text, words[2].text);
   } else if (command == "series") {
     if (words.size() < 3) throw ScriptError{"series takes a name and at least one file or folder"};
     std::vector<std::string> paths;
@@ -124,9 +170,9 @@ void ScriptHost::RunLine(const std::string& line, std::ostream& out) {
     BuildSeries(words[1].text, paths);
   } else if (command == "component") {
     RequireCount(words, 1, 1);
-    if (words[1].text == "dicomdir") throw ScriptError{"the script host does not drive the media component yet"};
-    if (words[1].text != "main") throw ScriptError{"component is main or dicomdir, not " + words[1].text};
-    componentName_ = words[1].text;
+    if (words[1].text != "main" && words[1].text != "dicomdir")
+      throw ScriptError{"component is main or dicomdir, not " + words[1].text};
+    mediaChosen_ = words[1].text == "dicomdir";
   } else if (command == "call") {
     if (words.size() < 2) throw ScriptError{"call takes a method name"};
     Call(words, out);
@@ -154,9 +200,24 @@ void ScriptHost::RunLine(const std::string& line, std::ostream& out) {
   }
 }
 
+ScriptHost::BoundMethod ScriptHost::Bind(const std::string& name) {
+  if (mediaChosen_) {
+    const MediaMethod* method = FindMediaMethod(name);
+    if (method == nullptr)
+      throw ScriptError{FindMethod(name) != nullptr ? "the media component has no method " + name
+                                                    : "unknown method '" + name + "'"};
+    return {method->name, &method->kinds,
+            [this, method](std::span<Value> values) { return method->call(MediaComponent(), values); }};
+  }
+  const Method* method = FindMethod(name);
+  if (method == nullptr) throw ScriptError{"unknown method '" + name + "'"};
+  return {method->name, &method->kinds,
+          [this, method](std::span<Value> values) { return method->call(MainComponent(), values); }};
+}
+
 void ScriptHost::Call(const std::vector<Word>& words, std::ostream& out) {
-  const Method* method = FindMethod(words[1].text);
-  if (method == nullptr) throw ScriptError{"unknown method '" + words[1].text + "'"};
+  const BoundMethod method = Bind(words[1].text);
+  const std::vector<Kind>& kinds = *method.kinds;
   // A trailing "as NAME..." names the series the call returns, in order.
   std::size_t end = words.size();
   std::vector<std::string> seriesNames;
@@ -169,19 +230,19 @@ void ScriptHost::Call(const std::vector<Word>& words, std::ostream& out) {
     }
   }
   const std::size_t given = end - 2;
-  if (given != method->kinds.size())
-    throw ScriptError{std::string(method->name) + " takes " + std::to_string(method->kinds.size()) +
-                      " arguments, not " + std::to_string(given)};
+  if (given != kinds.size())
+    throw ScriptError{std::string(method.name) + " takes " + std::to_string(kinds.size()) + " arguments, not " +
+                      std::to_string(given)};
   std::vector<Value> values(given);
-  for (std::size_t i = 0; i < given; ++i) ParseArgument(method->kinds[i], words[i + 2], values[i]);
+  for (std::size_t i = 0; i < given; ++i) ParseArgument(kinds[i], words[i + 2], values[i]);
 
-  const HRESULT hr = method->call(Component(), values);
+  const HRESULT hr = method.call(values);
   const std::string description = FAILED(hr) ? TakeErrorDescription() : std::string();
 
-  std::string line = std::string(method->name) + " -> " + HResultText(hr);
+  std::string line = std::string(method.name) + " -> " + HResultText(hr);
   std::size_t seriesIndex = 0;
   for (std::size_t i = 0; i < given; ++i) {
-    const Kind kind = method->kinds[i];
+    const Kind kind = kinds[i];
     if (!IsOut(kind)) continue;
     Value& value = values[i];
     std::string shown;
@@ -242,6 +303,12 @@ void ScriptHost::ParseArgument(Kind kind, const Word& word, Value& value) const 
       value.image = found->second.Get();
       return;
     }
+    case Kind::MediaImage: {
+      const auto found = mediaImages_.find(word.text);
+      if (found == mediaImages_.end()) throw ScriptError{"no media image named " + word.text};
+      value.mediaImage = found->second.Get();
+      return;
+    }
     case Kind::Long:
     case Kind::ULong:
     case Kind::Short:
@@ -283,21 +350,22 @@ HWND ScriptHost::WindowNamed(const std::string& name) const {
   return found->second;
 }
 
-IOndrel& ScriptHost::Component() {
-  platform::ComPtr<IOndrel>& component = components_[componentName_];
-  if (!component) {
-    const HRESULT hr = CoCreateInstance(CLSID_OndrelImpl, nullptr, CLSCTX_ALL, IID_IOndrel,
-                                        reinterpret_cast<void**>(component.GetAddressOf()));
-    if (FAILED(hr)) throw ScriptError{"the component can't be made: " + HResultText(hr) + " " + TakeErrorDescription()};
-  }
-  return *component.Get();
-}
+IOndrel& ScriptHost::MainComponent() { return Made(main_, CLSID_OndrelImpl); }
+
+IOndrelDicomDir& ScriptHost::MediaComponent() { return Made(media_, CLSID_OndrelDicomDirImpl); }
 
 void ScriptHost::BuildImage(const std::string& name, const std::string& file, int frame) {
   std::string why;
   platform::ComPtr<IImageInfoNW> image = ImageOfFile(file, static_cast<USHORT>(frame), why);
   if (!image) throw ScriptError{why};
   images_[name] = image;
+  mediaImages_[name] = MediaImagesOf({image}).front();
+}
+
+// The object a consult image or an imported picture is written to, with `file` as its FileName.
+void ScriptHost::BuildNewImage(const std::string& name, const std::string& file) {
+  images_[name] = NewSecondaryCaptureImage(file);
+  mediaImages_.erase(name);
 }
 
 void ScriptHost::BuildSeries(const std::string& name, const std::vector<std::string>& paths) {
@@ -306,12 +374,18 @@ void ScriptHost::BuildSeries(const std::string& name, const std::vector<std::str
     throw ScriptError{"no image in the files given" +
                       (graph.skipped.empty() ? std::string() : ": " + graph.skipped.front().reason)};
   NameSeries(name, graph.series.front().Get());
+  const auto media = MediaImagesOf(SeriesImages(graph.series.front().Get()));
+  for (std::size_t i = 0; i < media.size(); ++i) mediaImages_[name + "[" + std::to_string(i) + "]"] = media[i];
 }
 
 void ScriptHost::NameSeries(const std::string& name, ISeriesInfoNW* series) {
   series_[name] = series;
   const auto images = SeriesImages(series);
-  for (std::size_t i = 0; i < images.size(); ++i) images_[name + "[" + std::to_string(i) + "]"] = images[i];
+  for (std::size_t i = 0; i < images.size(); ++i) {
+    const std::string imageName = name + "[" + std::to_string(i) + "]";
+    images_[imageName] = images[i];
+    mediaImages_.erase(imageName);  // a series a method returns has no media objects
+  }
 }
 
 void ScriptHost::SaveWindow(const std::string& name, const std::string& file) {

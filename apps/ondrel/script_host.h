@@ -2,8 +2,10 @@
 // workstation does (see kRunHelp in run_command.h for the language).
 #pragma once
 
+#include <functional>
 #include <iosfwd>
 #include <map>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -43,20 +45,33 @@ class ScriptHost {
   const std::string& LastOutput() const { return lastOutput_; }
 
  private:
+  // A method of the chosen component, bound to it: its kinds of parameters and a call with values.
+  struct BoundMethod {
+    std::string_view name;
+    const std::vector<Kind>* kinds = nullptr;
+    std::function<HRESULT(std::span<Value>)> call;
+  };
+
   void Call(const std::vector<ScriptWord>& words, std::ostream& out);
+  BoundMethod Bind(const std::string& name);
   void ParseArgument(Kind kind, const ScriptWord& word, Value& value) const;
   void BuildImage(const std::string& name, const std::string& file, int frame);
+  void BuildNewImage(const std::string& name, const std::string& file);
   void BuildSeries(const std::string& name, const std::vector<std::string>& paths);
   void NameSeries(const std::string& name, ISeriesInfoNW* series);
   void SaveWindow(const std::string& name, const std::string& file);
   HWND WindowNamed(const std::string& name) const;
-  IOndrel& Component();
+  IOndrel& MainComponent();
+  IOndrelDicomDir& MediaComponent();
 
   std::map<std::string, HWND> windows_;
   std::map<std::string, platform::ComPtr<IImageInfoNW>> images_;
+  // The media objects of the images built from files, under the same names.
+  std::map<std::string, platform::ComPtr<IDicomDirImage>> mediaImages_;
   std::map<std::string, platform::ComPtr<ISeriesInfoNW>> series_;
-  std::map<std::string, platform::ComPtr<IOndrel>> components_;
-  std::string componentName_ = "main";
+  platform::ComPtr<IOndrel> main_;
+  platform::ComPtr<IOndrelDicomDir> media_;
+  bool mediaChosen_ = false;
   std::string lastOutput_;
   ULONG_PTR gdiplusToken_ = 0;
 };

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <stdexcept>
+#include <string>
 #include <utility>
 
 namespace ondrel::cli {
@@ -75,43 +77,104 @@ const std::vector<Kind> kMouse{K::Window, K::Point, K::OutBool};
 const std::vector<Kind> kMouseUp{K::Window, K::Point, K::OutBool, K::OutBool};
 const std::vector<Kind> kDoubleClick{K::Window, K::OutBool};
 
+template <class Row>
+const Row* FindRow(const std::vector<Row>& rows, std::string_view name) {
+  const auto found = std::find_if(rows.begin(), rows.end(), [&](const Row& row) { return row.name == name; });
+  return found == rows.end() ? nullptr : &*found;
+}
+
+// The methods both components have. IOndrel and IOndrelDicomDir declare them with the same names and
+// parameters, so each row is written once and made for either interface. In IOndrelDicomDir's slot
+// order, which follows its RenderImage.
+template <class I>
+const std::vector<MethodOf<I>>& SharedRows() {
+  static const std::vector<MethodOf<I>> rows = {
+      {"Draw", {K::Window}, [](I& o, V v) { return o.Draw(v[0].window); }},
+      {"SelectWindow", {K::Window}, [](I& o, V v) { return o.SelectWindow(v[0].window); }},
+      {"UnloadImage", {K::Text}, [](I& o, V v) { return o.UnloadImage(v[0].text.Get()); }},
+      {"PanImage", {K::Window, K::Long, K::Long},
+       [](I& o, V v) { return o.PanImage(v[0].window, v[1].number, v[2].number); }},
+      {"WindowLevelImage", {K::Window, K::Long, K::Long},
+       [](I& o, V v) { return o.WindowLevelImage(v[0].window, v[1].number, v[2].number); }},
+      {"MagnifyingGlass", {K::Window, K::Point},
+       [](I& o, V v) { return o.MagnifyingGlass(v[0].window, v[1].point); }},
+      {"ApplyWindowLevelPreset", {K::Window, K::Long, K::Long},
+       [](I& o, V v) { return o.ApplyWindowLevelPreset(v[0].window, v[1].number, v[2].number); }},
+      {"InvertImage", {K::Window}, [](I& o, V v) { return o.InvertImage(v[0].window); }},
+      {"ApplyColorPalette", {K::Window, K::Palette},
+       [](I& o, V v) { return o.ApplyColorPalette(v[0].window, static_cast<ColorPaletteEnum>(v[1].enumeration)); }},
+      {"GetColorPaletteMode", {K::Window, K::OutPalette},
+       [](I& o, V v) { return o.GetColorPaletteMode(v[0].window, OutEnum<ColorPaletteEnum>(v[1])); }},
+      {"ZoomImage", {K::Window, K::ULong},
+       [](I& o, V v) { return o.ZoomImage(v[0].window, static_cast<ULONG>(v[1].number)); }},
+      {"ZoomImageDynamically", {K::Window, K::Long, K::Long},
+       [](I& o, V v) { return o.ZoomImageDynamically(v[0].window, v[1].number, v[2].number); }},
+      {"GetCurrentImageZoom", {K::Window, K::OutULong},
+       [](I& o, V v) { return o.GetCurrentImageZoom(v[0].window, v[1].Out(v[1].outULong)); }},
+      {"RotateFlipImage", {K::Window, K::RotationFlip},
+       [](I& o, V v) {
+         return o.RotateFlipImage(v[0].window, static_cast<ImageRotationFlipEnum>(v[1].enumeration));
+       }},
+      {"EndInteractiveTool", {K::Window}, [](I& o, V v) { return o.EndInteractiveTool(v[0].window); }},
+      {"ResetImage", {K::Text, K::Window}, [](I& o, V v) { return o.ResetImage(v[0].text.Get(), v[1].window); }},
+      {"ToggleOverlaysVisibility", {}, [](I& o, V) { return o.ToggleOverlaysVisibility(); }},
+      {"AreOverlaysVisible", {K::OutBool}, [](I& o, V v) { return o.AreOverlaysVisible(v[0].Out(v[0].outFlag)); }},
+      {"ToggleShutter", {}, [](I& o, V) { return o.ToggleShutter(); }},
+      {"IsShutterApplied", {K::OutBool}, [](I& o, V v) { return o.IsShutterApplied(v[0].Out(v[0].outFlag)); }},
+      {"MeasOnMouseButtonDown", {K::Window, K::Point, K::Measurement, K::OutBool},
+       [](I& o, V v) {
+         return o.MeasOnMouseButtonDown(v[0].window, v[1].point, static_cast<MeasurementsEnum>(v[2].enumeration),
+                                        v[3].Out(v[3].outFlag));
+       }},
+      {"MeasOnMouseMove", {K::Window, K::Point}, [](I& o, V v) { return o.MeasOnMouseMove(v[0].window, v[1].point); }},
+      {"MeasOnMouseButtonUp", {K::Window, K::Point, K::OutBool},
+       [](I& o, V v) { return o.MeasOnMouseButtonUp(v[0].window, v[1].point, v[2].Out(v[2].outFlag)); }},
+      {"MeasOnDoubleClick", {K::Window}, [](I& o, V v) { return o.MeasOnDoubleClick(v[0].window); }},
+      {"DeleteSelectedMeasurement", {K::Window}, [](I& o, V v) { return o.DeleteSelectedMeasurement(v[0].window); }},
+      {"DeleteAllMeasurements", {K::Window}, [](I& o, V v) { return o.DeleteAllMeasurements(v[0].window); }},
+      {"ToggleMeasurementsVisibility", {K::Window},
+       [](I& o, V v) { return o.ToggleMeasurementsVisibility(v[0].window); }},
+      {"AreMeasurementsVisible", {K::Window, K::OutBool},
+       [](I& o, V v) { return o.AreMeasurementsVisible(v[0].window, v[1].Out(v[1].outFlag)); }},
+      {"MeasEndInteraction", {K::Window}, [](I& o, V v) { return o.MeasEndInteraction(v[0].window); }},
+      {"Calibrate", {K::Window, K::Bool, K::Double, K::Bool, K::OutBool},
+       [](I& o, V v) { return o.Calibrate(v[0].window, v[1].flag, v[2].real, v[3].flag, v[4].Out(v[4].outFlag)); }},
+      {"InitializeTrace", {K::Text, K::Long},
+       [](I& o, V v) { return o.InitializeTrace(v[0].text.Get(), v[1].number); }},
+  };
+  return rows;
+}
+
+// The shared row of a method, for IOndrel's table, which interleaves them with its own.
+const Method& Shared(std::string_view name) {
+  const Method* row = FindRow(SharedRows<IOndrel>(), name);
+  if (row == nullptr) throw std::logic_error("no shared script method " + std::string(name));
+  return *row;
+}
+
 const std::vector<Method>& Table() {
   static const std::vector<Method> methods = {
       {"RenderImage", {K::Image, K::Window, K::Bool},
        [](IOndrel& o, V v) { return o.RenderImage(v[0].image, v[1].window, v[2].flag); }},
       {"RenderConsultImage", {K::Window, K::Window, K::Image},
        [](IOndrel& o, V v) { return o.RenderConsultImage(v[0].window, v[1].window, v[2].image); }},
-      {"Draw", {K::Window}, [](IOndrel& o, V v) { return o.Draw(v[0].window); }},
-      {"SelectWindow", {K::Window}, [](IOndrel& o, V v) { return o.SelectWindow(v[0].window); }},
+      Shared("Draw"),
+      Shared("SelectWindow"),
       {"ReleaseWindow", {K::Window}, [](IOndrel& o, V v) { return o.ReleaseWindow(v[0].window); }},
-      {"UnloadImage", {K::Text}, [](IOndrel& o, V v) { return o.UnloadImage(v[0].text.Get()); }},
-      {"PanImage", {K::Window, K::Long, K::Long},
-       [](IOndrel& o, V v) { return o.PanImage(v[0].window, v[1].number, v[2].number); }},
-      {"MagnifyingGlass", {K::Window, K::Point},
-       [](IOndrel& o, V v) { return o.MagnifyingGlass(v[0].window, v[1].point); }},
-      {"WindowLevelImage", {K::Window, K::Long, K::Long},
-       [](IOndrel& o, V v) { return o.WindowLevelImage(v[0].window, v[1].number, v[2].number); }},
-      {"ApplyWindowLevelPreset", {K::Window, K::Long, K::Long},
-       [](IOndrel& o, V v) { return o.ApplyWindowLevelPreset(v[0].window, v[1].number, v[2].number); }},
-      {"InvertImage", {K::Window}, [](IOndrel& o, V v) { return o.InvertImage(v[0].window); }},
-      {"ApplyColorPalette", {K::Window, K::Palette},
-       [](IOndrel& o, V v) {
-         return o.ApplyColorPalette(v[0].window, static_cast<ColorPaletteEnum>(v[1].enumeration));
-       }},
-      {"GetColorPaletteMode", {K::Window, K::OutPalette},
-       [](IOndrel& o, V v) { return o.GetColorPaletteMode(v[0].window, OutEnum<ColorPaletteEnum>(v[1])); }},
-      {"ZoomImage", {K::Window, K::ULong},
-       [](IOndrel& o, V v) { return o.ZoomImage(v[0].window, static_cast<ULONG>(v[1].number)); }},
-      {"ZoomImageDynamically", {K::Window, K::Long, K::Long},
-       [](IOndrel& o, V v) { return o.ZoomImageDynamically(v[0].window, v[1].number, v[2].number); }},
-      {"GetCurrentImageZoom", {K::Window, K::OutULong},
-       [](IOndrel& o, V v) { return o.GetCurrentImageZoom(v[0].window, v[1].Out(v[1].outULong)); }},
-      {"RotateFlipImage", {K::Window, K::RotationFlip},
-       [](IOndrel& o, V v) {
-         return o.RotateFlipImage(v[0].window, static_cast<ImageRotationFlipEnum>(v[1].enumeration));
-       }},
-      {"EndInteractiveTool", {K::Window}, [](IOndrel& o, V v) { return o.EndInteractiveTool(v[0].window); }},
-      {"ResetImage", {K::Text, K::Window}, [](IOndrel& o, V v) { return o.ResetImage(v[0].text.Get(), v[1].window); }},
+      Shared("UnloadImage"),
+      Shared("PanImage"),
+      Shared("MagnifyingGlass"),
+      Shared("WindowLevelImage"),
+      Shared("ApplyWindowLevelPreset"),
+      Shared("InvertImage"),
+      Shared("ApplyColorPalette"),
+      Shared("GetColorPaletteMode"),
+      Shared("ZoomImage"),
+      Shared("ZoomImageDynamically"),
+      Shared("GetCurrentImageZoom"),
+      Shared("RotateFlipImage"),
+      Shared("EndInteractiveTool"),
+      Shared("ResetImage"),
       {"SaveImageAsFile", {K::Window, K::Text, K::Text},
        [](IOndrel& o, V v) { return o.SaveImageAsFile(v[0].window, v[1].text.Get(), v[2].text.Get()); }},
       {"SaveImageAsDICOMFile", {K::Window, K::Text, K::Image},
@@ -120,11 +183,10 @@ const std::vector<Method>& Table() {
        [](IOndrel& o, V v) { return o.SaveConsultImage(v[0].window, v[1].image); }},
       {"ImportImageAsDICOMFile", {K::Text, K::Image},
        [](IOndrel& o, V v) { return o.ImportImageAsDICOMFile(v[0].text.Get(), v[1].image); }},
-      {"ToggleOverlaysVisibility", {}, [](IOndrel& o, V) { return o.ToggleOverlaysVisibility(); }},
-      {"AreOverlaysVisible", {K::OutBool},
-       [](IOndrel& o, V v) { return o.AreOverlaysVisible(v[0].Out(v[0].outFlag)); }},
-      {"ToggleShutter", {}, [](IOndrel& o, V) { return o.ToggleShutter(); }},
-      {"IsShutterApplied", {K::OutBool}, [](IOndrel& o, V v) { return o.IsShutterApplied(v[0].Out(v[0].outFlag)); }},
+      Shared("ToggleOverlaysVisibility"),
+      Shared("AreOverlaysVisible"),
+      Shared("ToggleShutter"),
+      Shared("IsShutterApplied"),
       {"GetImageHBITMAP", {K::Window, K::Long, K::Long, K::Long, K::Long, K::OutBitmap},
        [](IOndrel& o, V v) {
          return o.GetImageHBITMAP(v[0].window, v[1].number, v[2].number, v[3].number, v[4].number,
@@ -137,28 +199,16 @@ const std::vector<Method>& Table() {
                                            v[3].Out(v[3].outBytes), v[4].Out(v[4].outLong), v[5].Out(v[5].outLong),
                                            v[6].Out(v[6].outFlag));
        }},
-      {"MeasOnMouseButtonDown", {K::Window, K::Point, K::Measurement, K::OutBool},
-       [](IOndrel& o, V v) {
-         return o.MeasOnMouseButtonDown(v[0].window, v[1].point, static_cast<MeasurementsEnum>(v[2].enumeration),
-                                        v[3].Out(v[3].outFlag));
-       }},
-      {"MeasOnMouseMove", {K::Window, K::Point},
-       [](IOndrel& o, V v) { return o.MeasOnMouseMove(v[0].window, v[1].point); }},
-      {"MeasOnMouseButtonUp", {K::Window, K::Point, K::OutBool},
-       [](IOndrel& o, V v) { return o.MeasOnMouseButtonUp(v[0].window, v[1].point, v[2].Out(v[2].outFlag)); }},
-      {"MeasOnDoubleClick", {K::Window}, [](IOndrel& o, V v) { return o.MeasOnDoubleClick(v[0].window); }},
-      {"DeleteSelectedMeasurement", {K::Window},
-       [](IOndrel& o, V v) { return o.DeleteSelectedMeasurement(v[0].window); }},
-      {"DeleteAllMeasurements", {K::Window}, [](IOndrel& o, V v) { return o.DeleteAllMeasurements(v[0].window); }},
-      {"ToggleMeasurementsVisibility", {K::Window},
-       [](IOndrel& o, V v) { return o.ToggleMeasurementsVisibility(v[0].window); }},
-      {"AreMeasurementsVisible", {K::Window, K::OutBool},
-       [](IOndrel& o, V v) { return o.AreMeasurementsVisible(v[0].window, v[1].Out(v[1].outFlag)); }},
-      {"MeasEndInteraction", {K::Window}, [](IOndrel& o, V v) { return o.MeasEndInteraction(v[0].window); }},
-      {"Calibrate", {K::Window, K::Bool, K::Double, K::Bool, K::OutBool},
-       [](IOndrel& o, V v) {
-         return o.Calibrate(v[0].window, v[1].flag, v[2].real, v[3].flag, v[4].Out(v[4].outFlag));
-       }},
+      Shared("MeasOnMouseButtonDown"),
+      Shared("MeasOnMouseMove"),
+      Shared("MeasOnMouseButtonUp"),
+      Shared("MeasOnDoubleClick"),
+      Shared("DeleteSelectedMeasurement"),
+      Shared("DeleteAllMeasurements"),
+      Shared("ToggleMeasurementsVisibility"),
+      Shared("AreMeasurementsVisible"),
+      Shared("MeasEndInteraction"),
+      Shared("Calibrate"),
       {"SetReferenceLinesMode", {K::ReferenceLines},
        [](IOndrel& o, V v) { return o.SetReferenceLinesMode(static_cast<ReferenceLinesEnum>(v[0].enumeration)); }},
       {"GetReferenceLinesMode", {K::OutReferenceLines},
@@ -235,9 +285,20 @@ const std::vector<Method>& Table() {
        }},
       {"VolumeOnDoubleClick", kDoubleClick,
        [](IOndrel& o, V v) { return o.VolumeOnDoubleClick(v[0].window, v[1].Out(v[1].outFlag)); }},
-      {"InitializeTrace", {K::Text, K::Long},
-       [](IOndrel& o, V v) { return o.InitializeTrace(v[0].text.Get(), v[1].number); }},
+      Shared("InitializeTrace"),
   };
+  return methods;
+}
+
+const std::vector<MediaMethod>& MediaTable() {
+  static const std::vector<MediaMethod> methods = [] {
+    std::vector<MediaMethod> rows = {
+        {"RenderImage", {K::MediaImage, K::Window, K::Bool},
+         [](IOndrelDicomDir& o, V v) { return o.RenderImage(v[0].mediaImage, v[1].window, v[2].flag); }}};
+    const auto& shared = SharedRows<IOndrelDicomDir>();
+    rows.insert(rows.end(), shared.begin(), shared.end());
+    return rows;
+  }();
   return methods;
 }
 
@@ -247,11 +308,9 @@ bool IsOut(Kind kind) { return kind >= K::OutBool; }
 
 std::span<const Method> Methods() { return Table(); }
 
-const Method* FindMethod(std::string_view name) {
-  const auto& methods = Table();
-  const auto found = std::find_if(methods.begin(), methods.end(), [&](const Method& m) { return m.name == name; });
-  return found == methods.end() ? nullptr : &*found;
-}
+const Method* FindMethod(std::string_view name) { return FindRow(Table(), name); }
+
+const MediaMethod* FindMediaMethod(std::string_view name) { return FindRow(MediaTable(), name); }
 
 std::optional<USHORT> EnumValue(Kind kind, std::string_view name) {
   for (const Enumerator& e : EnumeratorsOf(kind))

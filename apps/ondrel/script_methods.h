@@ -1,5 +1,5 @@
-// The interface's methods as the script host calls them: each with the kinds of its parameters in
-// slot order, and a call that takes the script's values.
+// The methods of the two components as the script host calls them: each with the kinds of its
+// parameters in slot order, and a call that takes the script's values.
 #pragma once
 
 #include <optional>
@@ -15,7 +15,8 @@ namespace ondrel::cli {
 
 enum class Kind {
   Window,
-  Image,
+  Image,       // a workstation image object (IImageInfoNW)
+  MediaImage,  // a media image object (IDicomDirImage)
   Long,
   ULong,
   Short,
@@ -50,6 +51,7 @@ struct Value {
   bool null = false;
   HWND window = nullptr;
   IImageInfoNW* image = nullptr;
+  IDicomDirImage* mediaImage = nullptr;
   LONG number = 0;
   double real = 0.0;
   platform::BStr text;
@@ -71,15 +73,20 @@ struct Value {
   }
 };
 
-struct Method {
+template <class Interface>
+struct MethodOf {
   std::string_view name;
   std::vector<Kind> kinds;
-  HRESULT (*call)(IOndrel& ondrel, std::span<Value> values);
+  HRESULT (*call)(Interface& component, std::span<Value> values);
 };
+using Method = MethodOf<IOndrel>;
+using MediaMethod = MethodOf<IOndrelDicomDir>;
 
-// Every method of IOndrel, in slot order.
+// Every method of IOndrel, in slot order; the one of a name, or null.
 std::span<const Method> Methods();
 const Method* FindMethod(std::string_view name);
+// The method of IOndrelDicomDir (the media component) of a name, or null.
+const MediaMethod* FindMediaMethod(std::string_view name);
 
 // The enumerators of an enumeration kind (in or out), or none for another kind.
 std::optional<USHORT> EnumValue(Kind kind, std::string_view name);

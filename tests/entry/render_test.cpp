@@ -12,6 +12,7 @@
 #include "ondrel/ondrel.h"
 #include "ondrel/platform/gdiplus.h"
 #include "ondrel/platform/host_window.h"
+#include "component_test_support.h"
 #include "ondrel/study_builder.h"
 
 namespace {
@@ -21,29 +22,6 @@ using ondrel::platform::ComPtr;
 // CT_small.dcm, from dcmdump: 128 x 128, 16 bits stored, signed, rescale 1 and -1024, MONOCHROME2.
 constexpr int kSize = 128;
 constexpr double kIntercept = -1024.0;
-
-// Hides the corner texts, which would cover part of the picture these tests compare, and shows them
-// again afterwards if they were shown. The switch is process-wide.
-class OverlaysHidden {
- public:
-  explicit OverlaysHidden(IOndrel* ondrel) : ondrel_(ondrel) {
-    VARIANT_BOOL shown = VARIANT_FALSE;
-    EXPECT_EQ(ondrel_->AreOverlaysVisible(&shown), S_OK);
-    wasShown_ = shown == VARIANT_TRUE;
-    if (wasShown_) {
-      EXPECT_EQ(ondrel_->ToggleOverlaysVisibility(), S_OK);
-    }
-  }
-  ~OverlaysHidden() {
-    if (wasShown_) ondrel_->ToggleOverlaysVisibility();
-  }
-  OverlaysHidden(const OverlaysHidden&) = delete;
-  OverlaysHidden& operator=(const OverlaysHidden&) = delete;
-
- private:
-  ComPtr<IOndrel> ondrel_;
-  bool wasShown_ = false;
-};
 
 class RenderedCt : public ::testing::Test {
  protected:
@@ -56,15 +34,8 @@ class RenderedCt : public ::testing::Test {
                                reinterpret_cast<void**>(ondrel_.GetAddressOf())),
               S_OK);
     overlaysHidden_.emplace(ondrel_.Get());
-    const ondrel::StudyGraph graph = ondrel::BuildStudies({ONDREL_TEST_DATA_DIR "/dicom/CT_small.dcm"});
-    ASSERT_EQ(graph.series.size(), 1U);
-    SAFEARRAY* images = nullptr;
-    graph.series[0]->GetSeriesImages(&images);
-    LONG first = 0;
-    ComPtr<IUnknown> element;
-    SafeArrayGetElement(images, &first, element.GetAddressOf());
-    SafeArrayDestroy(images);
-    element.As(&image_);
+    image_ = component_test::FirstImageOf(ONDREL_TEST_DATA_DIR "/dicom/CT_small.dcm");
+    ASSERT_TRUE(image_);
     window_ = ondrel::platform::CreateHostWindow(kSize, kSize);
   }
   void TearDown() override {
@@ -95,7 +66,7 @@ class RenderedCt : public ::testing::Test {
 
   ULONG_PTR token_ = 0;
   ComPtr<IOndrel> ondrel_;
-  std::optional<OverlaysHidden> overlaysHidden_;
+  std::optional<component_test::OverlaysHidden> overlaysHidden_;
   ComPtr<IImageInfoNW> image_;
   HWND window_ = nullptr;
 };
