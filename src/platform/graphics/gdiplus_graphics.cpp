@@ -12,6 +12,7 @@
 #include "gdi_objects.h"
 #include "gdiplus_objects.h"
 #include "graphics_lock.h"
+#include "grey_mix.h"
 #include "raster.h"
 #include "window_table.h"
 
@@ -69,11 +70,6 @@ inline std::uint32_t Lerp(std::uint32_t a, std::uint32_t b, std::uint32_t f) {
 // Where destination pixel i of `size` samples the source of `sourceSize` pixels: the pair of source
 // pixels around the point under its centre and the weight of the second, in 256ths. At equal sizes the
 // point is the pixel itself, with weight 0.
-struct Tap {
-  int first;
-  int second;
-  std::uint32_t weight;
-};
 Tap TapFor(int i, int size, int sourceSize) {
   const std::int64_t position =
       (2 * static_cast<std::int64_t>(i) + 1) * sourceSize * 65536 / (2 * static_cast<std::int64_t>(size)) - 32768;
@@ -236,10 +232,8 @@ void StretchGrey(const picture::Picture& source, const Surface& surface, Rect ta
   if (!area) return;
   const std::vector<Tap>& columns = area->columns;
   const std::size_t count = columns.size();
-  const auto makeLine = [&](int row, std::uint8_t* line) {
-    const std::uint8_t* bits = RowOf(source, row);
-    for (std::size_t i = 0; i < count; ++i) line[i] = Mix(bits[columns[i].first], bits[columns[i].second], columns[i].weight);
-  };
+  const GreyRowMixer mixer(columns, source.width);
+  const auto makeLine = [&](int row, std::uint8_t* line) { mixer.Mix(RowOf(source, row), line); };
   HorizontalLines<std::uint8_t, decltype(makeLine)> lines(count, makeLine);
   std::vector<std::uint8_t> mixed(count);
   for (int y = area->top; y < area->bottom; ++y) {
