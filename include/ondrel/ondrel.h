@@ -13,6 +13,12 @@
 //   right and stop at the first that fails.
 // - E_FAIL (0x80004005) when the work fails, with error information (GetErrorInfo) whose description
 //   is the core's failure text, its source the program identifier "Ondrel.OndrelImpl".
+// - E_NOTIMPL (0x80004001), after the argument checks, with error information "Not implemented.",
+//   from the methods whose work this version does not have yet: the measurement tools
+//   (MeasOnMouseButtonDown to Calibrate), reference lines and series synchronisation
+//   (SetReferenceLinesMode to CalculateSynchronizeSeriesOffset), MPR, MIP and volume mode
+//   (GenerateMprSeries to VolumeOnDoubleClick). RenderImage of an image of a derived (MPR, MIP,
+//   volume) series fails with E_FAIL until then.
 // Booleans are VARIANT_BOOL: false 0, true -1; an input counts as true only when it equals -1.
 // Out booleans are written as -1 or 0.
 #pragma once
