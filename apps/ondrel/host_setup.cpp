@@ -8,6 +8,7 @@
 #include "dicom/dicom_dictionary.h"
 #include "foundation/text_utils.h"
 #include "foundation/uid.h"
+#include "ondrel/module.h"
 #include "ondrel/platform/errorinfo.h"
 #include "ondrel/platform/hresult_exception.h"
 #include "ondrel/study_builder.h"
@@ -24,6 +25,18 @@ void LoadDictionary() {
 }
 
 void RegisterWorkstation() { platform::ThrowIfFailed(RegisterWorkstationClasses()); }
+
+void StartComponentHost() {
+  LoadDictionary();
+  RegisterWorkstation();
+  platform::ThrowIfFailed(DllRegisterServer());
+}
+
+bool Started(const GdiplusSession& gdiplus) {
+  if (gdiplus.Status() == Gdiplus::Ok) return true;
+  std::cerr << "ondrel: GDI+ can't be started (status " << gdiplus.Status() << ")\n";
+  return false;
+}
 
 platform::ComPtr<IImageInfoNW> NewSecondaryCaptureImage(const std::string& fileName) {
   const auto patient = MakeObject<IPatientInfoNW>(CLSID_PatientInfoNW);

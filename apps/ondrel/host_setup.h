@@ -35,6 +35,12 @@ class GdiplusSession {
   Gdiplus::Status status_;
 };
 
+// What a command that creates the component does first: the dictionary loaded, the workstation's
+// classes and the component's class registered. Throws HResultException when a registration fails.
+void StartComponentHost();
+// False, with the reason on standard error, when the session's GDI+ did not start.
+bool Started(const GdiplusSession& gdiplus);
+
 // A new object of a registered class. Throws HResultException when it can't be made.
 template <class T>
 platform::ComPtr<T> MakeObject(const CLSID& clsid) {

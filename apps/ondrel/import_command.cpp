@@ -17,14 +17,9 @@ namespace ondrel::cli {
 int RunImport(std::span<const std::string_view> args) {
   const auto [picture, output] = ParseInputAndOutput(args, "import", "PICTURE", "OUT.dcm");
 
-  LoadDictionary();
-  RegisterWorkstation();
-  platform::ThrowIfFailed(DllRegisterServer());
+  StartComponentHost();
   const GdiplusSession gdiplus;
-  if (gdiplus.Status() != Gdiplus::Ok) {
-    std::cerr << "ondrel: GDI+ can't be started (status " << gdiplus.Status() << ")\n";
-    return kExitFailure;
-  }
+  if (!Started(gdiplus)) return kExitFailure;
   const platform::ComPtr<IImageInfoNW> image = NewSecondaryCaptureImage(output);
   platform::ComPtr<IOndrel> core;
   HRESULT hr = CoCreateInstance(CLSID_OndrelImpl, nullptr, CLSCTX_ALL, IID_IOndrel,

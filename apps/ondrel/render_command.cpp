@@ -262,16 +262,11 @@ bool WriteDisplayPixels(IOndrel& core, HWND window, IImageInfoNW* image, const R
 int RunRender(std::span<const std::string_view> args) {
   const RenderOptions options = ParseOptions(args);
 
-  LoadDictionary();
-  RegisterWorkstation();
-  platform::ThrowIfFailed(DllRegisterServer());
+  StartComponentHost();
 
   // Declared in this order so that the component goes first, then the image, the window and GDI+.
   const GdiplusSession gdiplus;
-  if (gdiplus.Status() != Gdiplus::Ok) {
-    std::cerr << "ondrel: GDI+ can't be started (status " << gdiplus.Status() << ")\n";
-    return kExitFailure;
-  }
+  if (!Started(gdiplus)) return kExitFailure;
   const std::unique_ptr<std::remove_pointer_t<HWND>, WindowDestroyer> window(
       platform::CreateHostWindow(options.width, options.height));
   if (!window) {

@@ -4,9 +4,14 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
+#include <vector>
 
+#include "ondrel/module.h"
 #include "ondrel/ondrel.h"
+#include "ondrel/platform/gdiplus.h"
+#include "ondrel/platform/host_window.h"
 #include "ondrel/study_builder.h"
 
 namespace component_test {
@@ -47,6 +52,42 @@ class OverlaysHidden {
  private:
   ondrel::platform::ComPtr<IOndrel> ondrel_;
   bool wasShown_ = false;
+};
+
+// A registered component with GDI+ started and the overlays hidden, and the host windows a test makes,
+// destroyed with it.
+class ComponentTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_EQ(DllRegisterServer(), S_OK);
+    ASSERT_EQ(RegisterWorkstationClasses(), S_OK);
+    const Gdiplus::GdiplusStartupInput input;
+    Gdiplus::GdiplusStartup(&token_, &input, nullptr);
+    ASSERT_EQ(CoCreateInstance(CLSID_OndrelImpl, nullptr, CLSCTX_ALL, IID_IOndrel,
+                               reinterpret_cast<void**>(ondrel_.GetAddressOf())),
+              S_OK);
+    overlaysHidden_.emplace(ondrel_.Get());
+  }
+  void TearDown() override {
+    overlaysHidden_.reset();
+    ondrel_.Reset();
+    for (const HWND window : windows_) DestroyWindow(window);
+    Gdiplus::GdiplusShutdown(token_);
+    UnregisterWorkstationClasses();
+    DllUnregisterServer();
+  }
+
+  HWND Window(int width, int height) {
+    windows_.push_back(ondrel::platform::CreateHostWindow(width, height));
+    return windows_.back();
+  }
+
+  ondrel::platform::ComPtr<IOndrel> ondrel_;
+
+ private:
+  ULONG_PTR token_ = 0;
+  std::optional<OverlaysHidden> overlaysHidden_;
+  std::vector<HWND> windows_;
 };
 
 }  // namespace component_test

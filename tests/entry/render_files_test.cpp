@@ -59,35 +59,11 @@ Reference ReadReference(const std::string& name) {
   return reference;
 }
 
-class RenderedFiles : public ::testing::Test {
+class RenderedFiles : public component_test::ComponentTest {
  protected:
-  void SetUp() override {
-    ASSERT_EQ(DllRegisterServer(), S_OK);
-    ASSERT_EQ(RegisterWorkstationClasses(), S_OK);
-    const Gdiplus::GdiplusStartupInput input;
-    Gdiplus::GdiplusStartup(&token_, &input, nullptr);
-    ASSERT_EQ(CoCreateInstance(CLSID_OndrelImpl, nullptr, CLSCTX_ALL, IID_IOndrel,
-                               reinterpret_cast<void**>(ondrel_.GetAddressOf())),
-              S_OK);
-    overlaysHidden_.emplace(ondrel_.Get());
-  }
-  void TearDown() override {
-    overlaysHidden_.reset();
-    ondrel_.Reset();
-    for (const HWND window : windows_) DestroyWindow(window);
-    Gdiplus::GdiplusShutdown(token_);
-    UnregisterWorkstationClasses();
-    DllUnregisterServer();
-  }
-
   // The image object of a file under tests/data, as the workstation builds it.
   static ComPtr<IImageInfoNW> ImageOf(const std::string& file) {
     return component_test::FirstImageOf(ONDREL_TEST_DATA_DIR "/" + file);
-  }
-
-  HWND Window(int width, int height) {
-    windows_.push_back(ondrel::platform::CreateHostWindow(width, height));
-    return windows_.back();
   }
 
   // The pixels of the window that differ from the reference placed at left, top, with the first of
@@ -112,11 +88,6 @@ class RenderedFiles : public ::testing::Test {
       }
     return wrong == 0 ? std::string() : std::to_string(wrong) + " pixels differ; " + first;
   }
-
-  ULONG_PTR token_ = 0;
-  ComPtr<IOndrel> ondrel_;
-  std::optional<component_test::OverlaysHidden> overlaysHidden_;
-  std::vector<HWND> windows_;
 };
 
 using Operations = std::function<void(IOndrel&, HWND)>;

@@ -23,28 +23,13 @@ using ondrel::platform::ComPtr;
 constexpr int kSize = 128;
 constexpr double kIntercept = -1024.0;
 
-class RenderedCt : public ::testing::Test {
+class RenderedCt : public component_test::ComponentTest {
  protected:
   void SetUp() override {
-    ASSERT_EQ(DllRegisterServer(), S_OK);
-    ASSERT_EQ(RegisterWorkstationClasses(), S_OK);
-    const Gdiplus::GdiplusStartupInput input;
-    Gdiplus::GdiplusStartup(&token_, &input, nullptr);
-    ASSERT_EQ(CoCreateInstance(CLSID_OndrelImpl, nullptr, CLSCTX_ALL, IID_IOndrel,
-                               reinterpret_cast<void**>(ondrel_.GetAddressOf())),
-              S_OK);
-    overlaysHidden_.emplace(ondrel_.Get());
+    ComponentTest::SetUp();
     image_ = component_test::FirstImageOf(ONDREL_TEST_DATA_DIR "/dicom/CT_small.dcm");
     ASSERT_TRUE(image_);
-    window_ = ondrel::platform::CreateHostWindow(kSize, kSize);
-  }
-  void TearDown() override {
-    overlaysHidden_.reset();
-    ondrel_.Reset();
-    DestroyWindow(window_);
-    Gdiplus::GdiplusShutdown(token_);
-    UnregisterWorkstationClasses();
-    DllUnregisterServer();
+    window_ = Window(kSize, kSize);
   }
 
   // The grey level each pixel must show under window `width` and centre `level`.
@@ -64,9 +49,6 @@ class RenderedCt : public ::testing::Test {
     return grey;
   }
 
-  ULONG_PTR token_ = 0;
-  ComPtr<IOndrel> ondrel_;
-  std::optional<component_test::OverlaysHidden> overlaysHidden_;
   ComPtr<IImageInfoNW> image_;
   HWND window_ = nullptr;
 };
