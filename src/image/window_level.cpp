@@ -271,10 +271,6 @@ void WriteGreyThroughKernel(const LutInput& input, const GreyWindowKernel& kerne
   }
 }
 
-}  // namespace
-
-namespace {
-
 // A float factor that gives, for every offset 1 .. span - 1 inside the window, the byte that the
 // double factor gives; none if the candidates near it all differ somewhere. Both products are
 // non-decreasing in the offset (the offset is exact as a float below 2^24, and rounding keeps order),
