@@ -176,7 +176,9 @@ void Stretch(const picture::Picture& source, const Fetch& fetch, bool opaque, co
   HorizontalLines<std::uint32_t, decltype(makeLine)> lines(columns.size(), makeLine);
   for (int y = area->top; y < area->bottom; ++y) {
     const Tap row = TapFor(y - target.Y, target.Height, source.height);
-    const auto [upper, lower] = lines.Pair(row.first, row.second);
+    const std::pair<const std::uint32_t*, const std::uint32_t*> pair = lines.Pair(row.first, row.second);
+    const std::uint32_t* upper = pair.first;
+    const std::uint32_t* lower = pair.second;
     const auto sample = [&](int x) {
       const std::size_t i = static_cast<std::size_t>(x - left);
       return Lerp(upper[i], lower[i], row.weight);

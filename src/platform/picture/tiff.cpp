@@ -319,6 +319,15 @@ bool DecodeTiff(FileBytes file, Picture& picture, std::string& error) {
   if (handle.tiff == nullptr) return FailWith(error, memory, "cannot open the file");
   Layout layout;
   ChooseFormat(handle.tiff, layout);
+  // A header must not claim more pixels than its strips can hold: deflate, LZW, PackBits and JPEG
+  // expand a byte as much as PNG's and GIF's codes at most, and a CCITT fax code spends at least a bit
+  // on each row however wide.
+  std::uint16_t compression = COMPRESSION_NONE;
+  TIFFGetFieldDefaulted(handle.tiff, TIFFTAG_COMPRESSION, &compression);
+  const bool fax = compression == COMPRESSION_CCITTRLE || compression == COMPRESSION_CCITTRLEW ||
+                   compression == COMPRESSION_CCITTFAX3 || compression == COMPRESSION_CCITTFAX4;
+  const std::int64_t pixelsPerByte = fax ? 8 * std::int64_t{layout.width} : kMaxLosslessPixelsPerFileByte;
+  if (!PixelsFitFile(layout.width, layout.height, file.size(), pixelsPerByte, error)) return Fail(error, error);
   if (layout.format == 0) return ReadRgba(handle.tiff, memory, layout, picture, error);
   if (!AllocatePicture(picture, layout.width, layout.height, layout.format, error)) return Fail(error, error);
   return ReadRows(handle.tiff, memory, layout, picture, error);
