@@ -179,7 +179,12 @@ PixelLayout Image::Layout() const {
 
 void Image::CreateBitmapInfo() {
   try {
-    const bool grey = (intent_ == nullptr || intent_->palette == 0) && !IsColour();
+    // The header describes what the display buffer holds: three bytes a pixel for a palette on a grey
+    // image or for a colour image of three samples or more, else one. An image that calls itself colour
+    // with fewer samples (a damaged header) holds, and shows, one grey byte a pixel.
+    const bool paletteOnGrey = intent_ != nullptr && intent_->palette != 0 && !IsColour();
+    const bool threeSampleColour = IsColour() && info_->GetSamplesPerPixel() >= 3;
+    const bool grey = !paletteOnGrey && !threeSampleColour;
     LONG width = (static_cast<SHORT>(info_->GetColumns()) + 3) / 4 * 4;
     LONG height = (static_cast<SHORT>(info_->GetRows()) + 3) / 4 * 4;
     if (intent_ != nullptr && intent_->rotation % 180 != 0) std::swap(width, height);

@@ -1,7 +1,7 @@
 // Compiled with -O3 -fno-trapping-math -ffp-contract=off (see CMakeLists.txt): the first two let
 // GCC turn the loop into vector code (trapping maths keeps the conversions in branches), the third keeps
-// every product rounded on its own, as the plain mapping rounds it. Each kernel is cloned for AVX-512,
-// AVX2 and the x86-64 baseline, and the loader picks the one the processor runs.
+// every product rounded on its own, as the plain mapping rounds it. Each kernel is compiled for AVX-512,
+// AVX2 and the x86-64 baseline, and the first call picks the one the processor runs.
 #include "image/lut_kernels.h"
 
 #include <algorithm>
@@ -70,26 +70,98 @@ template <typename Element>
   largest = high;
 }
 
+// Each kernel once per instruction set, the widest the processor runs chosen at the first call. (GCC's
+// target_clones would do the choosing, but other compilers do not export clones across files.)
+enum class VectorLevel { kBaseline, kAvx2, kAvx512 };
+
+VectorLevel ProcessorLevel() {
+  static const VectorLevel level = [] {
+    __builtin_cpu_init();
+    const bool avx512 = __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
+                        __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vl") &&
+                        __builtin_cpu_supports("avx512cd");
+    const bool avx2 = __builtin_cpu_supports("avx2") != 0;
+    const bool v3 = avx2 && __builtin_cpu_supports("fma") && __builtin_cpu_supports("bmi") &&
+                    __builtin_cpu_supports("bmi2");
+    if (avx512 && v3) return VectorLevel::kAvx512;
+    return avx2 ? VectorLevel::kAvx2 : VectorLevel::kBaseline;
+  }();
+  return level;
+}
+
+template <typename Element>
+void MapBaseline(const Element* elements, BYTE* out, std::size_t count, const GreyWindowKernel& kernel) {
+  Dispatch(elements, out, count, kernel);
+}
+template <typename Element>
+__attribute__((target("avx2"))) void MapAvx2(const Element* elements, BYTE* out, std::size_t count,
+                                             const GreyWindowKernel& kernel) {
+  Dispatch(elements, out, count, kernel);
+}
+template <typename Element>
+__attribute__((target("arch=x86-64-v4"))) void MapAvx512(const Element* elements, BYTE* out, std::size_t count,
+                                                          const GreyWindowKernel& kernel) {
+  Dispatch(elements, out, count, kernel);
+}
+
+template <typename Element>
+void ExtremesBaseline(const Element* elements, std::size_t count, std::int32_t signBit, std::int32_t& smallest,
+                      std::int32_t& largest) {
+  Extremes(elements, count, signBit, smallest, largest);
+}
+template <typename Element>
+__attribute__((target("avx2"))) void ExtremesAvx2(const Element* elements, std::size_t count, std::int32_t signBit,
+                                                  std::int32_t& smallest, std::int32_t& largest) {
+  Extremes(elements, count, signBit, smallest, largest);
+}
+template <typename Element>
+__attribute__((target("arch=x86-64-v4"))) void ExtremesAvx512(const Element* elements, std::size_t count,
+                                                               std::int32_t signBit, std::int32_t& smallest,
+                                                               std::int32_t& largest) {
+  Extremes(elements, count, signBit, smallest, largest);
+}
+
+template <typename Element>
+void MapOnProcessor(const Element* elements, BYTE* out, std::size_t count, const GreyWindowKernel& kernel) {
+  switch (ProcessorLevel()) {
+    case VectorLevel::kAvx512:
+      return MapAvx512(elements, out, count, kernel);
+    case VectorLevel::kAvx2:
+      return MapAvx2(elements, out, count, kernel);
+    case VectorLevel::kBaseline:
+      return MapBaseline(elements, out, count, kernel);
+  }
+}
+
+template <typename Element>
+void ExtremesOnProcessor(const Element* elements, std::size_t count, std::int32_t signBit, std::int32_t& smallest,
+                         std::int32_t& largest) {
+  switch (ProcessorLevel()) {
+    case VectorLevel::kAvx512:
+      return ExtremesAvx512(elements, count, signBit, smallest, largest);
+    case VectorLevel::kAvx2:
+      return ExtremesAvx2(elements, count, signBit, smallest, largest);
+    case VectorLevel::kBaseline:
+      return ExtremesBaseline(elements, count, signBit, smallest, largest);
+  }
+}
+
 }  // namespace
 
-__attribute__((target_clones("arch=x86-64-v4", "avx2", "default"))) void MapGreyRow(
-    const std::uint8_t* elements, BYTE* out, std::size_t count, const GreyWindowKernel& kernel) {
-  Dispatch(elements, out, count, kernel);
+void MapGreyRow(const std::uint8_t* elements, BYTE* out, std::size_t count, const GreyWindowKernel& kernel) {
+  MapOnProcessor(elements, out, count, kernel);
 }
 
-__attribute__((target_clones("arch=x86-64-v4", "avx2", "default"))) void MapGreyRow(
-    const std::uint16_t* elements, BYTE* out, std::size_t count, const GreyWindowKernel& kernel) {
-  Dispatch(elements, out, count, kernel);
+void MapGreyRow(const std::uint16_t* elements, BYTE* out, std::size_t count, const GreyWindowKernel& kernel) {
+  MapOnProcessor(elements, out, count, kernel);
 }
 
-__attribute__((target_clones("arch=x86-64-v4", "avx2", "default"))) void StoredExtremes(
-    const std::uint8_t* elements, std::size_t count, std::int32_t signBit, std::int32_t& smallest,
-    std::int32_t& largest) {
-  Extremes(elements, count, signBit, smallest, largest);
+void StoredExtremes(const std::uint8_t* elements, std::size_t count, std::int32_t signBit, std::int32_t& smallest,
+                    std::int32_t& largest) {
+  ExtremesOnProcessor(elements, count, signBit, smallest, largest);
 }
 
-__attribute__((target_clones("arch=x86-64-v4", "avx2", "default"))) void StoredExtremes(
-    const std::uint16_t* elements, std::size_t count, std::int32_t signBit, std::int32_t& smallest,
-    std::int32_t& largest) {
-  Extremes(elements, count, signBit, smallest, largest);
+void StoredExtremes(const std::uint16_t* elements, std::size_t count, std::int32_t signBit, std::int32_t& smallest,
+                    std::int32_t& largest) {
+  ExtremesOnProcessor(elements, count, signBit, smallest, largest);
 }

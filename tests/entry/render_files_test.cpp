@@ -135,6 +135,8 @@ TEST_F(RenderedFiles, EachPictureMatchesItsReferenceAtScaleOne) {
        "MR_small_w1600_c600_hot_blue_metal.ppm", 64, 112, 0, 24},
       {"RGB: the colour window 255/127 shows every value as stored but 254, which shows as 255",
        "render/rgb_ramp_4x4.dcm", None, "rgb_ramp_4x4.ppm", 4, 52, 0, 24},
+      {"RGB without samples per pixel: one grey byte a pixel, drawn as grey and never read as three",
+       "render/rgb_without_samples_4x4.dcm", None, "rgb_without_samples_4x4.pgm", 4, 52, 0, 24},
       {"RGB of 3 x 3, padded to 4 x 4", "render/SC_rgb_small_odd.dcm", None, "SC_rgb_small_odd.ppm", 4, 52, 0, 24},
       {"RGB of 100 x 100 under the colour window", "render/SC_rgb_100x100.dcm", None, "SC_rgb_100x100.ppm", 100, 148, 0,
        24},
