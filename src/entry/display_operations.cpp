@@ -1,9 +1,24 @@
 // The gestures a user makes on a shown image: pan, zoom, window and level, invert, palette, rotation
 // and flips, reset.
+#include <algorithm>
 #include <cmath>
+#include <cstdint>
+#include <limits>
 
 #include "entry/image_renderer.h"
 #include "foundation/exceptions.h"
+
+namespace {
+
+// value + change, held at the ends of LONG: a drag or a pan from a window, level or offset near the
+// ends (a file may give any width) stops there rather than wrapping to the other end.
+LONG Moved(LONG value, std::int64_t change) {
+  const std::int64_t moved = std::int64_t{value} + change;
+  return static_cast<LONG>(std::clamp<std::int64_t>(moved, std::numeric_limits<LONG>::min(),
+                                                    std::numeric_limits<LONG>::max()));
+}
+
+}  // namespace
 
 Image* ImageRenderer::LiveImage(HWND window) const {
   if (!IsWindow(window)) return nullptr;
@@ -14,8 +29,8 @@ Image* ImageRenderer::LiveImage(HWND window) const {
 void ImageRenderer::PanImage(HWND window, LONG dx, LONG dy) {
   Image* image = LiveImage(window);
   if (image == nullptr) return;
-  image->Intent()->panX += dx;
-  image->Intent()->panY += dy;
+  image->Intent()->panX = Moved(image->Intent()->panX, dx);
+  image->Intent()->panY = Moved(image->Intent()->panY, dy);
   image->Draw(window, true);
 }
 
@@ -50,12 +65,12 @@ void ImageRenderer::WindowLevelImage(HWND window, LONG dx, LONG dy) {
   if (!intent.windowLevel) intent.windowLevel = WindowLevel{};
   WindowLevel& values = *intent.windowLevel;
   if (intent.filter == 0) {
-    values.window += values.step * dx;
-    values.level += values.step * dy;
+    values.window = Moved(values.window, std::int64_t{values.step} * dx);
+    values.level = Moved(values.level, std::int64_t{values.step} * dy);
     if (values.window < 1) values.window = 1;
     values.modified = 1;
   } else {
-    intent.threshold -= values.step * dy;
+    intent.threshold = Moved(intent.threshold, -std::int64_t{values.step} * dy);
   }
   image->ApplyWindowLevelLut();
   image->Draw(window, true);

@@ -1,9 +1,11 @@
 #include "image/presentation_intent.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 #include <new>
 #include <utility>
 
@@ -179,9 +181,17 @@ RECT CalculateDisplayRect(const RECT& client, const PresentationIntent& intent, 
   LONG width = columns;
   LONG height = rows;
   if (intent.rotation % 180 != 0) std::swap(width, height);
-  RECT display{};
+  // Worked out in 64 bits and held at the ends of LONG at the end: an extreme zoom or pan from a host
+  // puts the picture far off the window instead of overflowing.
+  std::int64_t left = 0;
+  std::int64_t top = 0;
+  std::int64_t right = 0;
+  std::int64_t bottom = 0;
   if (intent.zoom == 0) {
-    display = {client.left, client.top, client.left + width, client.top + height};
+    left = client.left;
+    top = client.top;
+    right = std::int64_t{client.left} + width;
+    bottom = std::int64_t{client.top} + height;
   } else {
     const LONG clientWidth = std::abs(client.right - client.left);
     const LONG clientHeight = std::abs(client.bottom - client.top);
@@ -193,23 +203,24 @@ RECT CalculateDisplayRect(const RECT& client, const PresentationIntent& intent, 
             : 0.0f;
     const LONG w = static_cast<LONG>(static_cast<float>(width) * scale);
     const LONG h = static_cast<LONG>(static_cast<float>(height) * scale);
-    display.left = client.left + (clientWidth - w) / 2;
-    display.top = client.top + (clientHeight - h) / 2;
-    display.right = display.left + w;
-    display.bottom = display.top + h;
+    left = client.left + (clientWidth - w) / 2;
+    top = client.top + (clientHeight - h) / 2;
+    right = left + w;
+    bottom = top + h;
     const double z = intent.zoom / 100.0 - 1.0;
-    const LONG ex = static_cast<LONG>(w * z * 0.5);
-    const LONG ey = static_cast<LONG>(h * z * 0.5);
-    display.left -= ex;
-    display.right += ex;
-    display.top -= ey;
-    display.bottom += ey;
+    const auto ex = static_cast<std::int64_t>(std::clamp(w * z * 0.5, -1e15, 1e15));
+    const auto ey = static_cast<std::int64_t>(std::clamp(h * z * 0.5, -1e15, 1e15));
+    left -= ex;
+    right += ex;
+    top -= ey;
+    bottom += ey;
   }
-  display.left += intent.panX;
-  display.right += intent.panX;
-  display.top += intent.panY;
-  display.bottom += intent.panY;
-  return display;
+  const auto held = [](std::int64_t value) {
+    return static_cast<LONG>(
+        std::clamp<std::int64_t>(value, std::numeric_limits<LONG>::min(), std::numeric_limits<LONG>::max()));
+  };
+  return RECT{held(left + intent.panX), held(top + intent.panY), held(right + intent.panX),
+              held(bottom + intent.panY)};
 }
 
 RECT CalculateDisplayRect(HWND window, const PresentationIntent& intent, LONG rows, LONG columns, RECT& client) {

@@ -109,6 +109,31 @@ TEST_F(RenderedCt, ATaggedImageShowsTheStarInTheCorner) {
   EXPECT_EQ(centreOfCorner(), 0xFFD700u);
 }
 
+// Drags and pans add to values a file or a host may set near the ends of LONG: they stop there.
+TEST_F(RenderedCt, DragsAndPansStopAtTheEndsInsteadOfWrapping) {
+  const auto shown = [&] {
+    ondrel::platform::WindowPixels pixels;
+    EXPECT_TRUE(ondrel::platform::ReadWindowPixels(window_, pixels));
+    return pixels.bgra;
+  };
+  constexpr LONG kLargest = 2147483647;
+  ASSERT_EQ(ondrel_->RenderImage(image_.Get(), window_, VARIANT_FALSE), S_OK);
+  ASSERT_EQ(ondrel_->ApplyWindowLevelPreset(window_, kLargest, 0), S_OK);
+  ASSERT_EQ(ondrel_->Draw(window_), S_OK);
+  const auto widest = shown();
+  ASSERT_EQ(ondrel_->WindowLevelImage(window_, 1, 0), S_OK);
+  ASSERT_EQ(ondrel_->Draw(window_), S_OK);
+  EXPECT_EQ(shown(), widest) << "the window wrapped to a narrow one";
+
+  ASSERT_EQ(ondrel_->PanImage(window_, kLargest, 0), S_OK);
+  ASSERT_EQ(ondrel_->PanImage(window_, kLargest, 0), S_OK);
+  ASSERT_EQ(ondrel_->Draw(window_), S_OK);
+  const auto panned = shown();
+  int lit = 0;
+  for (std::size_t i = 0; i < panned.size(); i += 4) lit += panned[i] != 0 ? 1 : 0;
+  EXPECT_LT(lit, 20 * 20) << "the picture came back from the far right";  // the tag square may show
+}
+
 TEST_F(RenderedCt, AConsultWindowShowsTheSameImage) {
   ASSERT_EQ(ondrel_->RenderImage(image_.Get(), window_, VARIANT_FALSE), S_OK);
   ASSERT_EQ(ondrel_->ApplyWindowLevelPreset(window_, 400, 40), S_OK);
