@@ -1,5 +1,6 @@
 #include "image/image.h"
 
+#include <algorithm>
 #include <cstring>
 #include <new>
 
@@ -177,22 +178,30 @@ PixelLayout Image::Layout() const {
   return layout;
 }
 
+Image::DisplayShape Image::Shape() const {
+  DisplayShape shape;
+  shape.paddedRows = (static_cast<SHORT>(info_->GetRows()) + 3) / 4 * 4;
+  shape.paddedColumns = (static_cast<SHORT>(info_->GetColumns()) + 3) / 4 * 4;
+  const bool turned = intent_ != nullptr && intent_->rotation % 180 != 0;
+  shape.width = turned ? shape.paddedRows : shape.paddedColumns;
+  shape.height = turned ? shape.paddedColumns : shape.paddedRows;
+  const bool paletteOnGrey = intent_ != nullptr && intent_->palette != 0 && !IsColour();
+  shape.bytesPerPixel = paletteOnGrey ? 3 : std::max<int>(info_->GetSamplesPerPixel(), 1);
+  return shape;
+}
+
 void Image::CreateBitmapInfo() {
   try {
-    // The header describes what the display buffer holds: three bytes a pixel for a palette on a grey
-    // image or for a colour image of three samples or more, else one. An image that calls itself colour
-    // with fewer samples (a damaged header) holds, and shows, one grey byte a pixel.
-    const bool paletteOnGrey = intent_ != nullptr && intent_->palette != 0 && !IsColour();
-    const bool threeSampleColour = IsColour() && info_->GetSamplesPerPixel() >= 3;
-    const bool grey = !paletteOnGrey && !threeSampleColour;
-    LONG width = (static_cast<SHORT>(info_->GetColumns()) + 3) / 4 * 4;
-    LONG height = (static_cast<SHORT>(info_->GetRows()) + 3) / 4 * 4;
-    if (intent_ != nullptr && intent_->rotation % 180 != 0) std::swap(width, height);
+    // The header describes what the display buffer holds: 24 bits a pixel for three bytes or more (a
+    // palette on grey, colour), else 8. An image that calls itself colour with fewer samples (a damaged
+    // header) holds, and shows, one grey byte a pixel.
+    const DisplayShape shape = Shape();
+    const bool grey = shape.bytesPerPixel < 3;
     bitmapInfo_.assign(sizeof(BITMAPINFOHEADER) + (grey ? 256 * sizeof(RGBQUAD) : 0), 0);
     auto* header = reinterpret_cast<BITMAPINFOHEADER*>(bitmapInfo_.data());
     header->biSize = sizeof(BITMAPINFOHEADER);
-    header->biWidth = width;
-    header->biHeight = height;
+    header->biWidth = shape.width;
+    header->biHeight = shape.height;
     header->biPlanes = 1;
     header->biBitCount = grey ? 8 : 24;
     if (grey) {

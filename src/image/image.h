@@ -74,6 +74,18 @@ class Image {
   void ApplyWindowLevelLut();
 
   const PixelBuffer& Pixels() const { return pixels_; }
+  // The shape of the display buffer: the raw image's rows and columns padded to multiples of 4
+  // (`paddedRows`, `paddedColumns`), the buffer's width and height (the padded sizes, exchanged for a
+  // quarter turn), and its bytes a pixel: 3 for a palette on a grey image, else the samples per pixel
+  // (0 read as 1).
+  struct DisplayShape {
+    LONG paddedRows = 0;
+    LONG paddedColumns = 0;
+    LONG width = 0;
+    LONG height = 0;
+    int bytesPerPixel = 1;
+  };
+  DisplayShape Shape() const;
   // The 8-bit (grey) or 24-bit (palette, colour) display buffer, bottom-up with rows padded to a
   // multiple of 4 pixels; null before the first draw.
   const BYTE* DisplayBits() const { return displayBuffer_.bytes.get(); }

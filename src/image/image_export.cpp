@@ -195,13 +195,18 @@ void WritePictureAsDicom(Picture picture, ImageInfoStrategy& strategy) {
   }
 }
 
+// The full draw of a valid window, before its client area is read back; `client` receives the area.
+void DrawForCapture(Image& image, HWND window, RECT& client) {
+  if (!IsWindow(window)) ThrowInvalidWindow();
+  if (!GetClientRect(window, &client)) THROW_MY_EXCEPTION("Cannot get the client rectangle.");
+  image.Draw(window, false);
+}
+
 }  // namespace
 
 HBITMAP Capture(Image& image, HWND window, RECT& client) {
   try {
-    if (!IsWindow(window)) ThrowInvalidWindow();
-    if (!GetClientRect(window, &client)) THROW_MY_EXCEPTION("Cannot get the client rectangle.");
-    image.Draw(window, false);
+    DrawForCapture(image, window, client);
     return CopyClientArea(window, client);
   } catch (...) {
     RETHROW_MY_EXCEPTION("Failed to get the image bitmap.");
@@ -223,10 +228,8 @@ void ReleaseCapturedBitmap(Image& image) {
 
 void SaveImageAsFile(Image& image, HWND window, const std::u16string& encoding, const std::u16string& fileName) {
   try {
-    if (!IsWindow(window)) ThrowInvalidWindow();
     RECT client{};
-    if (!GetClientRect(window, &client)) THROW_MY_EXCEPTION("Cannot get the client rectangle.");
-    image.Draw(window, false);
+    DrawForCapture(image, window, client);
     const std::optional<CLSID> encoder = FindEncoder(encoding);
     if (!encoder) return;
     const BitmapHandle bitmap(CopyClientArea(window, client));
@@ -311,9 +314,9 @@ void GetImageCurrentPixelData(Image& image, SAFEARRAY** data, LONG* rows, LONG* 
   section.old = SelectObject(section.dc, section.bitmap);
 
   if (static_cast<SHORT>(info.GetRows()) < 1) THROW_MY_EXCEPTION("Image rows is 0.");
-  LONG width = (static_cast<SHORT>(info.GetColumns()) + 3) / 4 * 4;
-  LONG height = (static_cast<SHORT>(info.GetRows()) + 3) / 4 * 4;
-  if (intent != nullptr && intent->rotation % 180 != 0) std::swap(width, height);
+  const Image::DisplayShape shape = image.Shape();
+  const LONG width = shape.width;
+  const LONG height = shape.height;
 
   const std::unique_ptr<std::remove_pointer_t<HDRAWDIB>, BOOL (*)(HDRAWDIB)> drawDib(DrawDibOpen(), &DrawDibClose);
   DrawDibDraw(drawDib.get(), section.dc, 0, 0, width, height,
@@ -326,8 +329,7 @@ void GetImageCurrentPixelData(Image& image, SAFEARRAY** data, LONG* rows, LONG* 
 
   const bool palette = intent != nullptr && intent->palette != 0;
   const bool isColour = image.IsColour() || palette;
-  std::size_t samples = info.GetSamplesPerPixel() == 0 ? 1 : info.GetSamplesPerPixel();
-  if (palette && !image.IsColour()) samples = 3;
+  const auto samples = static_cast<std::size_t>(shape.bytesPerPixel);
 
   const std::size_t pixelCount = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
   std::unique_ptr<SAFEARRAY, ArrayDestroyer> array(

@@ -59,19 +59,18 @@ void MagnifyingGlass(Image& image, HWND window, POINT pt) {
   if (!IsWindow(window) || display == nullptr || intent == nullptr) return;
   ImageInfoStrategy& info = *image.Info();
 
-  long long samples = info.GetSamplesPerPixel() == 0 ? 1 : info.GetSamplesPerPixel();
-  if (intent->palette != 0 && !image.IsColour()) samples = 3;
+  const Image::DisplayShape shape = image.Shape();
+  const long long samples = shape.bytesPerPixel;
   const USHORT rows = info.GetRows();
   const USHORT columns = info.GetColumns();
-  const long long paddedRows = (static_cast<SHORT>(rows) + 3) / 4 * 4;
-  const long long paddedColumns = (static_cast<SHORT>(columns) + 3) / 4 * 4;
+  const long long paddedRows = shape.paddedRows;
+  const long long paddedColumns = shape.paddedColumns;
 
   const RECT& dest = image.DisplayRect();
   const BufferPoint centre =
       ImageToBuffer(ClientToImage(pt, *intent, dest, rows, columns), *intent, paddedRows, paddedColumns);
-  const bool turned = intent->rotation % 180 != 0;
-  const long long bw = turned ? paddedRows : paddedColumns;
-  const long long bh = turned ? paddedColumns : paddedRows;
+  const long long bw = shape.width;
+  const long long bh = shape.height;
   if (bw <= 0 || bh <= 0) return;
 
   // The glass's half size in buffer pixels: its screen rectangle mapped corner by corner.
