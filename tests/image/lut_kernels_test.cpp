@@ -10,6 +10,7 @@
 
 #include "image/lut_kernels.h"
 #include "image/window_level.h"
+#include "lut_test_support.h"
 
 namespace {
 
@@ -25,17 +26,8 @@ std::vector<BYTE> RandomElements(std::mt19937& random, std::size_t count, int bi
   return bytes;
 }
 
-std::vector<BYTE> Display(const LutInput& input, bool plain) {
-  DisplayBuffer output;
-  output.size = DisplayBufferSize(input);
-  output.bytes = std::make_unique<BYTE[]>(output.size);
-  std::memset(output.bytes.get(), 0xA5, output.size);
-  if (plain)
-    ApplyWindowLevelLutPlain(input, output);
-  else
-    ApplyWindowLevelLut(input, output);
-  return {output.bytes.get(), output.bytes.get() + output.size};
-}
+// Both paths into blocks holding the same marker: padding must come out black from each.
+std::vector<BYTE> Display(const LutInput& input, bool plain) { return lut_test::Display(input, 0xA5, plain); }
 
 TEST(LutKernels, GiveThePlainMappingsBytesForEveryDepthSignRescaleWindowAndPalette) {
   std::mt19937 random(20261123);
@@ -51,12 +43,7 @@ TEST(LutKernels, GiveThePlainMappingsBytesForEveryDepthSignRescaleWindowAndPalet
       const std::vector<BYTE> pixels = RandomElements(random, static_cast<std::size_t>(rows * columns), bits);
       for (const Rescale& rescale : rescales) {
         for (const WindowLevel& window : windows) {
-          LutInput input;
-          input.pixels = pixels.data();
-          input.pixelBytes = pixels.size();
-          input.rows = rows;
-          input.columns = columns;
-          input.bitsStored = bits;
+          LutInput input = lut_test::Input(pixels, rows, columns, bits);
           input.isSigned = isSigned;
           input.rescaleSlope = rescale.slope;
           input.rescaleIntercept = rescale.intercept;
@@ -96,13 +83,8 @@ TEST(LutKernels, ColourThroughTheValueTableGivesThePlainMappingsBytes) {
                        image.bits == 8 || image.photometric != kPhotometricYbrFull ? image.bits : 16);
     for (const int planar : {0, 1}) {
       for (const WindowLevel window : {WindowLevel{255, 127}, WindowLevel{0, 0}, WindowLevel{1000, 300}}) {
-        LutInput input;
-        input.pixels = pixels.data();
-        input.pixelBytes = pixels.size();
-        input.rows = image.rows;
-        input.columns = image.columns;
+        LutInput input = lut_test::Input(pixels, image.rows, image.columns, image.bits);
         input.samples = 3;
-        input.bitsStored = image.bits;
         input.photometric = image.photometric;
         input.planarConfiguration = planar;
         input.windowLevel = window;
@@ -131,12 +113,7 @@ TEST(LutKernels, TheFloatWindowProductAgreesWithTheDoubleOneAtEveryValueOfTheWin
       pixels[2 * static_cast<std::size_t>(c)] = static_cast<BYTE>(c);
       pixels[2 * static_cast<std::size_t>(c) + 1] = static_cast<BYTE>(c >> 8);
     }
-    LutInput input;
-    input.pixels = pixels.data();
-    input.pixelBytes = pixels.size();
-    input.rows = 1;
-    input.columns = columns;
-    input.bitsStored = 16;
+    LutInput input = lut_test::Input(pixels, 1, columns, 16);
     input.windowLevel = {window, 1 + window / 2, 1, 0};
     const std::optional<GreyWindowKernel> kernel = GreyKernelFor(input);
     ASSERT_TRUE(kernel);
@@ -175,11 +152,7 @@ TEST(LutKernels, TheModalityRangeIsTheRangeOfEveryMappedSample) {
 
 TEST(LutKernels, DeclineWhatTheyCannotMapExactly) {
   const std::vector<BYTE> pixels(64);
-  LutInput input;
-  input.pixels = pixels.data();
-  input.pixelBytes = pixels.size();
-  input.rows = 4;
-  input.columns = 8;
+  LutInput input = lut_test::Input(pixels, 4, 8, 8);
   input.windowLevel = {400, 40};
   ASSERT_TRUE(GreyKernelFor(input));
 

@@ -1,4 +1,5 @@
 #include "image/window_level.h"
+#include "lut_test_support.h"
 
 #include <gtest/gtest.h>
 
@@ -30,26 +31,10 @@ std::vector<BYTE> Words(std::initializer_list<int> values) {
   return bytes;
 }
 
-LutInput Input(const std::vector<BYTE>& pixels, LONG rows, LONG columns, int bits) {
-  LutInput input;
-  input.pixels = pixels.data();
-  input.pixelBytes = pixels.size();
-  input.rows = rows;
-  input.columns = columns;
-  input.bitsStored = bits;
-  input.photometric = kPhotometricMonochrome2;
-  return input;
-}
+using lut_test::Input;
 
-// Runs the LUT into a caller-owned buffer filled with a marker, so that padding left unwritten shows.
-std::vector<BYTE> Render(const LutInput& input) {
-  DisplayBuffer buffer;
-  buffer.size = DisplayBufferSize(input);
-  buffer.bytes.reset(new BYTE[buffer.size]);
-  std::fill_n(buffer.bytes.get(), buffer.size, kUnwritten);
-  ApplyWindowLevelLut(input, buffer);
-  return {buffer.bytes.get(), buffer.bytes.get() + buffer.size};
-}
+// Padding left unwritten would show the marker.
+std::vector<BYTE> Render(const LutInput& input) { return lut_test::Display(input, kUnwritten); }
 
 TEST(WindowLevelLut, SignedTwelveBitImageThroughAWindowByHand) {
   // Stored 0x800 is -2048 (sign on bit 11), 0xF9C is -100. Window 200 at level 0: low -100, high 100,
