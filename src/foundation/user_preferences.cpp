@@ -8,9 +8,10 @@
 #include "ondrel/platform/bstr.h"
 #include "ondrel/workstation_config.h"
 
-#define ONDREL_DEFINE_USER_PREFERENCE(Kind, Name, Default) ONDREL_USER_PREFERENCE_TYPE_##Kind Name = Default;
-ONDREL_USER_PREFERENCES(ONDREL_DEFINE_USER_PREFERENCE)
-#undef ONDREL_DEFINE_USER_PREFERENCE
+UserPreferenceValues& Preferences() {
+  static UserPreferenceValues values;
+  return values;
+}
 
 namespace {
 
@@ -74,12 +75,11 @@ void StartUserPreferences(bool createObject) {
     }
   }
   if (!object) {
-#define ONDREL_TAKE_DEFAULT(Kind, Name, Default) Name = Default;
-    ONDREL_USER_PREFERENCES(ONDREL_TAKE_DEFAULT)
-#undef ONDREL_TAKE_DEFAULT
+    Preferences() = UserPreferenceValues{};
     return;
   }
-#define ONDREL_READ_USER_PREFERENCE(Kind, Name, Default) Read##Kind(object.Get(), u"" #Name, Name, Default);
+  UserPreferenceValues& values = Preferences();
+#define ONDREL_READ_USER_PREFERENCE(Kind, Name, Default) Read##Kind(object.Get(), u"" #Name, values.Name, Default);
   ONDREL_USER_PREFERENCES(ONDREL_READ_USER_PREFERENCE)
 #undef ONDREL_READ_USER_PREFERENCE
 }
@@ -107,10 +107,10 @@ HRESULT CreateGlobalConfiguration() {
 LOGFONTA UserLogFont(HDC dc, UserFont font, int pointSize) {
   if (dc == nullptr) THROW_MY_EXCEPTION("The User preferences received an invalid parameter.");
   const bool annotation = font == UserFont::Annotation;
-  if (pointSize == 0) pointSize = annotation ? userAnnotFontSize : userOverlaysFontSize;
+  if (pointSize == 0) pointSize = annotation ? Preferences().userAnnotFontSize : Preferences().userOverlaysFontSize;
   LOGFONTA description{};
   description.lfHeight = -MulDiv(pointSize, GetDeviceCaps(dc, LOGPIXELSY), 72);
-  (annotation ? userAnnotFontName : userOverlaysFontName).copy(description.lfFaceName, LF_FACESIZE - 1);
+  (annotation ? Preferences().userAnnotFontName : Preferences().userOverlaysFontName).copy(description.lfFaceName, LF_FACESIZE - 1);
   return description;
 }
 

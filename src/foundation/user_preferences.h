@@ -1,13 +1,13 @@
-// The user's preferences as the drawing code reads them: twenty process-wide variables (fonts of the
+// The user's preferences as the drawing code reads them: twenty process-wide values (fonts of the
 // annotations and overlays, widths and colours of measurements and lines, the magnifying glass), read
 // from the workstation's UserPreferences object at each start of a component object, and the fonts
 // made from them.
 //
-// Every variable starts with its default, so that code running before the first read sees it. Colours
+// Every value starts with its default, so that code running before the first read sees it. Colours
 // are held as the display takes them, red in the low byte (COLORREF); the UserPreferences object keeps
 // them with red in bits 16-23, and they are swapped on reading.
 //
-// The variables take no lock: they are written at start-up and read on the host's user-interface
+// The values take no lock: they are written at start-up and read on the host's user-interface
 // thread, as every call of the core runs.
 #pragma once
 
@@ -44,17 +44,24 @@
 #define ONDREL_USER_PREFERENCE_TYPE_Integer int
 #define ONDREL_USER_PREFERENCE_TYPE_Color COLORREF
 
-#define ONDREL_DECLARE_USER_PREFERENCE(Kind, Name, Default) extern ONDREL_USER_PREFERENCE_TYPE_##Kind Name;
-ONDREL_USER_PREFERENCES(ONDREL_DECLARE_USER_PREFERENCE)
+// One member a preference, named by its key, holding its default until read.
+struct UserPreferenceValues {
+#define ONDREL_DECLARE_USER_PREFERENCE(Kind, Name, Default) ONDREL_USER_PREFERENCE_TYPE_##Kind Name = Default;
+  ONDREL_USER_PREFERENCES(ONDREL_DECLARE_USER_PREFERENCE)
 #undef ONDREL_DECLARE_USER_PREFERENCE
+};
+
+// The preferences in force in the process. Reached through this function, never as variables of their
+// own, so that a program linking the core can't end up with a second copy of them.
+UserPreferenceValues& Preferences();
 
 // Reads the twenty preferences, in the order of the list. With `createObject` and no process-wide
 // UserPreferences object yet, one is made first; failing that throws MyException with the wide text
 // "The Ondrel failed to create the UserPreferences object. HRESULT=%0X" (the HRESULT in upper-case
-// hexadecimal). With the object each variable takes its typed read, which gives the default for a key
+// hexadecimal). With the object each value takes its typed read, which gives the default for a key
 // the user has not set; without it (`createObject` false and none made before) each takes its default.
 // A failed read throws the COM failure idiom, "COM method failed. HRESULT=%x, File=%s, Line=%d", the
-// variables read before it keeping their new values. The object lives to the end of the process.
+// values read before it keeping their new values. The object lives to the end of the process.
 void StartUserPreferences(bool createObject);
 
 // The process-wide GlobalConfiguration object, made on first need: null until then. CreateGlobalConfiguration

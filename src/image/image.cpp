@@ -39,10 +39,10 @@ Image::Image(const PixelBuffer& source, std::unique_ptr<ImageInfoStrategy> info,
     GdipCreateSolidFill(0xFF000000u, &brush);
     backgroundBrush_.reset(brush);
     GpPen* pen = nullptr;
-    GdipCreatePen1(OpaqueArgb(userImageSelectionColor), 3.0F, UnitWorld, &pen);
+    GdipCreatePen1(OpaqueArgb(Preferences().userImageSelectionColor), 3.0F, UnitWorld, &pen);
     selectionPen_.reset(pen);
     pen = nullptr;
-    GdipCreatePen1(OpaqueArgb(userImageSelectionColor), 1.0F, UnitWorld, &pen);
+    GdipCreatePen1(OpaqueArgb(Preferences().userImageSelectionColor), 1.0F, UnitWorld, &pen);
     tagPen_.reset(pen);
     if (tagPen_) GdipSetPenDashStyle(tagPen_.get(), DashStyleDot);
     ReadPhotometric();

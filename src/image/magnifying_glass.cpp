@@ -9,7 +9,7 @@
 
 #include "foundation/exceptions.h"
 #include "foundation/user_preferences.h"
-#include "spatial/geometry.h"
+#include "geometry/geometry.h"
 
 namespace {
 
@@ -75,7 +75,7 @@ void MagnifyingGlass(Image& image, HWND window, POINT pt) {
 
   // The glass's half size in buffer pixels: its screen rectangle mapped corner by corner.
   const BufferPoint from = ClientToImage(POINT{0, 0}, *intent, dest, rows, columns);
-  const BufferPoint to = ClientToImage(POINT{userMagGlassWidth, userMagGlassHeight}, *intent, dest, rows, columns);
+  const BufferPoint to = ClientToImage(POINT{Preferences().userMagGlassWidth, Preferences().userMagGlassHeight}, *intent, dest, rows, columns);
   const long long hw = std::llabs(to.x - from.x) / 2;
   const long long hh = std::llabs(to.y - from.y) / 2;
 
@@ -89,7 +89,7 @@ void MagnifyingGlass(Image& image, HWND window, POINT pt) {
   const std::unique_ptr<BYTE[]> glass(new (std::nothrow) BYTE[rowBytes * static_cast<std::size_t>(bh)]());
   if (!glass) THROW_MY_EXCEPTION("Failed to allocate memory for the magnifying glass pixel data.");
 
-  const long long m = userMagGlassMagnification;
+  const long long m = Preferences().userMagGlassMagnification;
   const long long tl = centre.x - hw * m;
   const long long tr = centre.x + hw * m;
   const long long tt = centre.y - hh * m;

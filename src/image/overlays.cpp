@@ -94,7 +94,7 @@ int FontPoints(const RECT& client) {
   RECT desktop{};
   if (!GetClientRect(GetDesktopWindow(), &desktop) || desktop.bottom - desktop.top == 0)
     THROW_MY_EXCEPTION("Failed to get the desktop window rectangle.");
-  const double size = userOverlaysFontSize * (std::fabs((client.bottom - client.top) * 1.2) /
+  const double size = Preferences().userOverlaysFontSize * (std::fabs((client.bottom - client.top) * 1.2) /
                                               static_cast<double>(desktop.bottom - desktop.top));
   return static_cast<int>(std::clamp(std::trunc(size + size), double{INT_MIN}, double{INT_MAX}));
 }

@@ -20,17 +20,13 @@ class PreferencesGuard {
   PreferencesGuard() { ReleaseUserPreferences(); }
   ~PreferencesGuard() {
     ReleaseUserPreferences();
-#define ONDREL_RESTORE(Kind, Name, Default) ::Name = Name##_;
-    ONDREL_USER_PREFERENCES(ONDREL_RESTORE)
-#undef ONDREL_RESTORE
+    Preferences() = saved_;
   }
   PreferencesGuard(const PreferencesGuard&) = delete;
   PreferencesGuard& operator=(const PreferencesGuard&) = delete;
 
  private:
-#define ONDREL_SAVE(Kind, Name, Default) const ONDREL_USER_PREFERENCE_TYPE_##Kind Name##_ = ::Name;
-  ONDREL_USER_PREFERENCES(ONDREL_SAVE)
-#undef ONDREL_SAVE
+  const UserPreferenceValues saved_ = Preferences();
 };
 
 std::string WhatOf(const std::function<void()>& action) {
@@ -44,43 +40,43 @@ std::string WhatOf(const std::function<void()>& action) {
 
 // The defaults of the preference table, colours in the display's order (red in the low byte).
 void ExpectDefaults(const char* when) {
-  EXPECT_EQ(userAnnotFontName, "Arial") << when;
-  EXPECT_EQ(userOverlaysFontName, "Arial") << when;
+  EXPECT_EQ(Preferences().userAnnotFontName, "Arial") << when;
+  EXPECT_EQ(Preferences().userOverlaysFontName, "Arial") << when;
   const std::tuple<const char*, long long, long long> rows[] = {
-      {"userAnnotFontSize", userAnnotFontSize, 12},
-      {"userOverlaysFontSize", userOverlaysFontSize, 10},
-      {"userMeasGripHandleSize", userMeasGripHandleSize, 3},
-      {"userMeasWidth", userMeasWidth, 1},
-      {"userMeasColor", userMeasColor, 0x00FF00},
-      {"userAnnotForeColor", userAnnotForeColor, 0xFFFFFF},
-      {"userAnnotBackgroundColor", userAnnotBackgroundColor, 0},
-      {"userCalibrationLineColor (red)", userCalibrationLineColor, 0x0000FF},
-      {"userImageSelectionColor", userImageSelectionColor, 0x00FF00},
-      {"userRefLineWidth", userRefLineWidth, 1},
-      {"userRefLineColor", userRefLineColor, 0x00FF00},
-      {"userMprLineWidth", userMprLineWidth, 1},
-      {"userMprLineColor", userMprLineColor, 0x00FF00},
-      {"userMipLineWidth", userMipLineWidth, 1},
-      {"userMipLineColor", userMipLineColor, 0x00FF00},
-      {"userMagGlassMagnification", userMagGlassMagnification, 6},
-      {"userMagGlassWidth", userMagGlassWidth, 50},
-      {"userMagGlassHeight", userMagGlassHeight, 50},
+      {"userAnnotFontSize", Preferences().userAnnotFontSize, 12},
+      {"userOverlaysFontSize", Preferences().userOverlaysFontSize, 10},
+      {"userMeasGripHandleSize", Preferences().userMeasGripHandleSize, 3},
+      {"userMeasWidth", Preferences().userMeasWidth, 1},
+      {"userMeasColor", Preferences().userMeasColor, 0x00FF00},
+      {"userAnnotForeColor", Preferences().userAnnotForeColor, 0xFFFFFF},
+      {"userAnnotBackgroundColor", Preferences().userAnnotBackgroundColor, 0},
+      {"userCalibrationLineColor (red)", Preferences().userCalibrationLineColor, 0x0000FF},
+      {"userImageSelectionColor", Preferences().userImageSelectionColor, 0x00FF00},
+      {"userRefLineWidth", Preferences().userRefLineWidth, 1},
+      {"userRefLineColor", Preferences().userRefLineColor, 0x00FF00},
+      {"userMprLineWidth", Preferences().userMprLineWidth, 1},
+      {"userMprLineColor", Preferences().userMprLineColor, 0x00FF00},
+      {"userMipLineWidth", Preferences().userMipLineWidth, 1},
+      {"userMipLineColor", Preferences().userMipLineColor, 0x00FF00},
+      {"userMagGlassMagnification", Preferences().userMagGlassMagnification, 6},
+      {"userMagGlassWidth", Preferences().userMagGlassWidth, 50},
+      {"userMagGlassHeight", Preferences().userMagGlassHeight, 50},
   };
   for (const auto& [name, actual, expected] : rows) EXPECT_EQ(actual, expected) << name << ", " << when;
 }
 
 TEST(UserPreferencesTest, WithoutTheObjectAndWithTheShippedFileEveryPreferenceIsItsDefault) {
   const PreferencesGuard guard;
-  userAnnotFontName = "Courier New";
-  userMeasWidth = 7;
-  userCalibrationLineColor = 0x123456;
+  Preferences().userAnnotFontName = "Courier New";
+  Preferences().userMeasWidth = 7;
+  Preferences().userCalibrationLineColor = 0x123456;
   StartUserPreferences(false);
   ExpectDefaults("without the object");
 
   const configuration_test::WorkstationClasses classes;
   const configuration_test::Redirection shipped(Reader::UserPreferences,
                                                 ONDREL_DATA_DIR "/UserPreferences.config");
-  userMeasWidth = 7;
+  Preferences().userMeasWidth = 7;
   StartUserPreferences(true);
   ExpectDefaults("from data/UserPreferences.config");
 }
@@ -95,17 +91,17 @@ TEST(UserPreferencesTest, TheObjectGivesTheUsersValuesWithColoursSwapped) {
                         "<add key=\"userRefLineColor\" value=\"255\"/>\n"
                         "<add key=\"userMagGlassMagnification\" value=\"six\"/>\n");
   StartUserPreferences(true);
-  EXPECT_EQ(userAnnotFontName, "Courier New");
-  EXPECT_EQ(userMeasGripHandleSize, 5);
-  EXPECT_EQ(userMeasColor, 0x0080FFu) << "orange: red FF, green 80, blue 00";
-  EXPECT_EQ(userRefLineColor, 0xFF0000u) << "255 is blue where red is in bits 16-23";
-  EXPECT_EQ(userMagGlassMagnification, 6) << "not a number";
-  EXPECT_EQ(userCalibrationLineColor, 0x0000FFu) << "an absent colour is red, as without the object";
-  EXPECT_EQ(userOverlaysFontName, "Arial");
+  EXPECT_EQ(Preferences().userAnnotFontName, "Courier New");
+  EXPECT_EQ(Preferences().userMeasGripHandleSize, 5);
+  EXPECT_EQ(Preferences().userMeasColor, 0x0080FFu) << "orange: red FF, green 80, blue 00";
+  EXPECT_EQ(Preferences().userRefLineColor, 0xFF0000u) << "255 is blue where red is in bits 16-23";
+  EXPECT_EQ(Preferences().userMagGlassMagnification, 6) << "not a number";
+  EXPECT_EQ(Preferences().userCalibrationLineColor, 0x0000FFu) << "an absent colour is red, as without the object";
+  EXPECT_EQ(Preferences().userOverlaysFontName, "Arial");
 
-  userMeasGripHandleSize = 1;
+  Preferences().userMeasGripHandleSize = 1;
   StartUserPreferences(false);
-  EXPECT_EQ(userMeasGripHandleSize, 5) << "an object made before is read again";
+  EXPECT_EQ(Preferences().userMeasGripHandleSize, 5) << "an object made before is read again";
 }
 
 // Reads texts and fails every number with E_INVALIDARG.
@@ -129,14 +125,14 @@ TEST(UserPreferencesTest, FailuresToCreateAndToReadSayWhat) {
   RemoveClassFromTable(CLSID_UserPreferences);
   EXPECT_EQ(what.substr(0, what.find("Line=")),
             "COM method failed. HRESULT=80070057, File=user_preferences.cpp, ");
-  EXPECT_EQ(userAnnotFontName, "Courier") << "read before the failure";
-  EXPECT_EQ(userOverlaysFontName, "Arial") << "not read: the failure came first";
+  EXPECT_EQ(Preferences().userAnnotFontName, "Courier") << "read before the failure";
+  EXPECT_EQ(Preferences().userOverlaysFontName, "Arial") << "not read: the failure came first";
 }
 
 TEST(UserPreferencesTest, FontsTakeTheirHeightInPointsAtTheContextsResolution) {
   const PreferencesGuard guard;
-  userAnnotFontName = "Courier New";
-  userOverlaysFontName = std::string(40, 'F');
+  Preferences().userAnnotFontName = "Courier New";
+  Preferences().userOverlaysFontName = std::string(40, 'F');
   const HDC dc = CreateCompatibleDC(nullptr);
   // At 96 pixels per inch a point is 4/3 pixel, rounded half away from zero; negative: a character height.
   const std::tuple<const char*, UserFont, int, LONG, const char*> rows[] = {

@@ -25,22 +25,22 @@ constexpr int kSide = 8;
 class GlassPreferences {
  public:
   GlassPreferences(int magnification, int width, int height) {
-    userMagGlassMagnification = magnification;
-    userMagGlassWidth = width;
-    userMagGlassHeight = height;
+    Preferences().userMagGlassMagnification = magnification;
+    Preferences().userMagGlassWidth = width;
+    Preferences().userMagGlassHeight = height;
   }
   ~GlassPreferences() {
-    userMagGlassMagnification = magnification_;
-    userMagGlassWidth = width_;
-    userMagGlassHeight = height_;
+    Preferences().userMagGlassMagnification = magnification_;
+    Preferences().userMagGlassWidth = width_;
+    Preferences().userMagGlassHeight = height_;
   }
   GlassPreferences(const GlassPreferences&) = delete;
   GlassPreferences& operator=(const GlassPreferences&) = delete;
 
  private:
-  const int magnification_ = userMagGlassMagnification;
-  const int width_ = userMagGlassWidth;
-  const int height_ = userMagGlassHeight;
+  const int magnification_ = Preferences().userMagGlassMagnification;
+  const int width_ = Preferences().userMagGlassWidth;
+  const int height_ = Preferences().userMagGlassHeight;
 };
 
 // An 8 x 8 grey image, values 100 + column + 8 x row, drawn fast into an 8 x 8 window under `intent`.

@@ -20,21 +20,21 @@ using namespace workstation_test;
 // The overlay switch, a desktop 600 pixels high and the overlay font preferences, for a test.
 struct OverlayState {
   const bool visible = OverlaysVisible();
-  const int size = userOverlaysFontSize;
-  const std::string font = userOverlaysFontName;
+  const int size = Preferences().userOverlaysFontSize;
+  const std::string font = Preferences().userOverlaysFontName;
   RECT desktop{};
   explicit OverlayState(bool show) {
     GetClientRect(GetDesktopWindow(), &desktop);
     SetOverlaysVisible(show);
     ondrel::platform::SetDesktopSize(1000, 600);
-    userOverlaysFontSize = 10;
-    userOverlaysFontName = "Arial";
+    Preferences().userOverlaysFontSize = 10;
+    Preferences().userOverlaysFontName = "Arial";
   }
   ~OverlayState() {
     SetOverlaysVisible(visible);
     ondrel::platform::SetDesktopSize(desktop.right, desktop.bottom);
-    userOverlaysFontSize = size;
-    userOverlaysFontName = font;
+    Preferences().userOverlaysFontSize = size;
+    Preferences().userOverlaysFontName = font;
   }
 };
 
