@@ -1,6 +1,6 @@
 // Geometry in patient space: planes, the transforms between image pixels and patient space, 3D
 // measures and the image geometry read from a strategy.
-#include "spatial/geometry.h"
+#include "geometry/geometry.h"
 
 #include <algorithm>
 #include <cmath>

@@ -5,7 +5,7 @@
 #include <limits>
 
 #include "foundation/exceptions.h"
-#include "spatial/geometry.h"
+#include "geometry/geometry.h"
 
 namespace {
 

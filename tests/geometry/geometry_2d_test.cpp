@@ -5,7 +5,7 @@
 #include <limits>
 #include <vector>
 
-#include "spatial/geometry.h"
+#include "geometry/geometry.h"
 #include "workstation/graph_support.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "spatial/geometry.h"
+#include "geometry/geometry.h"
 
 #include <gtest/gtest.h>
 
