@@ -39,16 +39,15 @@ int RunPixels(std::span<const std::string_view> args) {
 
   ImageInfoWStationStrategy strategy(image.Get());
   ImageLoader loader;
-  PixelBuffer pixels;
   bool wasCached = false;
-  loader.Load(&strategy, &pixels, &wasCached);
+  const std::span<const std::uint8_t> pixels = loader.Load(&strategy, &wasCached)->Bytes();
 
   std::FILE* file = CreateTargetFile(output);
   if (file == nullptr) {
     std::cerr << "ondrel: cannot write " << NarrowToConsole(output) << "\n";
     return kExitFailure;
   }
-  const bool written = pixels.size == 0 || std::fwrite(pixels.data, 1, pixels.size, file) == pixels.size;
+  const bool written = pixels.empty() || std::fwrite(pixels.data(), 1, pixels.size(), file) == pixels.size();
   const bool closed = std::fclose(file) == 0;
   if (!written || !closed) {
     std::cerr << "ondrel: writing " << NarrowToConsole(output) << " failed\n";
@@ -58,7 +57,7 @@ int RunPixels(std::span<const std::string_view> args) {
   std::cout << "rows=" << strategy.GetRows() << " columns=" << strategy.GetColumns()
             << " samples=" << strategy.GetSamplesPerPixel() << " bits_allocated=" << strategy.GetBitsAllocated()
             << " bits_stored=" << strategy.GetBitsStored() << " syntax=" << TextOf(strategy.GetTransferSyntaxUid())
-            << " bytes=" << pixels.size << "\n";
+            << " bytes=" << pixels.size() << "\n";
   return kExitSuccess;
 }
 

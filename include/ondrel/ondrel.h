@@ -132,7 +132,10 @@ struct IOndrel : IUnknown {
   virtual HRESULT GetCurrentImageZoom(HWND hViewPort, ULONG* pnZoom) = 0;                 // W P
   virtual HRESULT RotateFlipImage(HWND hViewPort, ImageRotationFlipEnum eRotFlip) = 0;    // W
   virtual HRESULT EndInteractiveTool(HWND hViewPort) = 0;                                 // W
-  // Checks the window first.
+  // Brings the window's image back to its first state (rotation, flips, zoom, pan, palette, invert and
+  // window all gone; measurements stay) from the pixels the component holds for bstrImageSopInstUID,
+  // normally the window's own image. E_FAIL with "The Ondrel failed to load the image pixel data." when
+  // it holds none for that UID: the picture stays as it was. Checks the window first.
   virtual HRESULT ResetImage(BSTR bstrImageSopInstUID, HWND hViewPort) = 0;               // W (second) P (first)
 
   // Export and import. SaveImageAsFile writes what the window shows with the GDI+ encoder whose MIME

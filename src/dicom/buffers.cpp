@@ -36,14 +36,11 @@ void MultiChunkBuffer::AddSourceChunk(std::shared_ptr<ChunkSource> source, std::
   chunks_.push_back(std::move(chunk));
 }
 
-void MultiChunkBuffer::AddChunk(std::uint8_t* data, std::uint32_t size, bool owned) {
+void MultiChunkBuffer::AddChunk(ByteBlock bytes) {
   Chunk chunk;
-  // If making the shared pointer throws, it has already freed an owned chunk through its deleter.
-  if (owned)
-    chunk.data = std::shared_ptr<std::uint8_t[]>(data);
-  else
-    chunk.data = std::shared_ptr<std::uint8_t[]>(data, [](std::uint8_t*) {});
-  chunk.size = data != nullptr ? size : 0;
+  chunk.size = static_cast<std::uint32_t>(bytes.Size());
+  // If making the shared pointer throws, it has already freed the bytes through its deleter.
+  chunk.data = std::shared_ptr<std::uint8_t[]>(std::move(bytes).Release());
   chunks_.push_back(std::move(chunk));
 }
 
@@ -106,7 +103,7 @@ const std::uint8_t* BufferReader::ChunkTable::BytesOf(std::size_t index) const {
   const MultiChunkBuffer::Chunk& chunk = chunks[index];
   if (!chunk.source) return chunk.data.get();
   if (!loaded[index]) {
-    std::shared_ptr<std::uint8_t[]> bytes(new std::uint8_t[chunk.size]);
+    std::shared_ptr<std::uint8_t[]> bytes = std::make_shared_for_overwrite<std::uint8_t[]>(chunk.size);
     chunk.source->Read(chunk.sourceOffset, bytes.get(), chunk.size);
     loaded[index] = std::move(bytes);
   }
@@ -163,19 +160,23 @@ void BufferReader::Skip(std::uint32_t n) {
   Advance(n);
 }
 
-void BufferReader::ReadBytes(std::uint8_t** out, std::uint32_t n) {
+void BufferReader::ReadBytes(ByteBlock* out, std::uint32_t n) {
   if (out == nullptr) THROW_MY_EXCEPTION("The binary buffer to read into is empty.");
   if (n == 0) {
-    *out = nullptr;
+    *out = ByteBlock();
     return;
   }
   // Checked before allocating, so that a length beyond the data asks for no memory.
   CheckBytes(n);
-  std::unique_ptr<std::uint8_t[]> block(new (std::nothrow) std::uint8_t[n]);
-  if (!block) THROW_MY_EXCEPTION("Memory allocation failure.");
-  Peek(block.get(), n);
+  ByteBlock block;
+  try {
+    block = ByteBlock::Uninitialised(n);
+  } catch (const std::bad_alloc&) {
+    THROW_MY_EXCEPTION("Memory allocation failure.");
+  }
+  Peek(block.Data(), n);
   Advance(n);
-  *out = block.release();
+  *out = std::move(block);
 }
 
 std::uint16_t BufferReader::ReadUShort() {
@@ -259,14 +260,14 @@ SyntaxRecord BufferWriter::GetWriteSyntax(std::uint16_t group) const {
 void BufferWriter::MakeRoom(std::uint32_t n) {
   if (capacity_ >= static_cast<std::uint64_t>(cursor_) + n) return;
   const std::uint32_t capacity = GrownCapacity(cursor_, n);
-  std::unique_ptr<std::uint8_t[]> block(new std::uint8_t[capacity]());
+  auto block = std::make_unique<std::uint8_t[]>(capacity);
   if (data_) std::memcpy(block.get(), data_.get(), capacity_);
   data_ = std::move(block);
   capacity_ = capacity;
 }
 
 void BufferWriter::ResetBlock(std::uint32_t capacity) {
-  data_.reset(new std::uint8_t[capacity]());
+  data_ = std::make_unique<std::uint8_t[]>(capacity);
   capacity_ = capacity;
   cursor_ = 0;
 }

@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "dicom/transfer_syntax.h"
+#include "foundation/byte_block.h"
 
 namespace DicomEngine {
 
@@ -56,12 +57,10 @@ class MultiChunkBuffer {
   MultiChunkBuffer(MultiChunkBuffer&&) = default;
   MultiChunkBuffer& operator=(MultiChunkBuffer&&) = default;
 
-  // Appends `size` bytes at `data` as the last chunk. An owned chunk must have been allocated with
-  // new[]: it is freed with delete[] when the last buffer or reader that shares it goes, and it is
-  // freed at once if this call throws (std::bad_alloc), so the caller never frees it. A chunk that is
-  // not owned must outlive every buffer and reader that shares it. A chunk with null data counts as
-  // empty, whatever `size` says; a chunk of size 0 is allowed and holds nothing.
-  void AddChunk(std::uint8_t* data, std::uint32_t size, bool owned);
+  // Appends the bytes of `chunk` as the last chunk, at most 2^32 - 1 of them. The chunk is shared from
+  // then on by every buffer and reader made from this one, and freed when the last of them goes (or at
+  // once if this call throws std::bad_alloc). An empty chunk is allowed and holds nothing.
+  void AddChunk(ByteBlock chunk);
 
   // Appends a chunk of `size` bytes that stand at `offset` of `source`, read when a reader first needs
   // them. A null source does nothing.
@@ -114,10 +113,10 @@ class BufferReader {
   // CheckBytes(n), then advances this reader and every ancestor by n.
   void Skip(std::uint32_t n);
 
-  // Reads n bytes into a new block that the caller owns and frees with delete[]. n of 0 sets *out to
-  // null and reads nothing. Throws "The binary buffer to read into is empty." for a null `out`,
+  // Reads n bytes into a new block that the caller owns. n of 0 sets *out to an empty block and reads
+  // nothing. Throws "The binary buffer to read into is empty." for a null `out`,
   // "Memory allocation failure." when the block can't be had, and the failures of Peek.
-  void ReadBytes(std::uint8_t** out, std::uint32_t n);
+  void ReadBytes(ByteBlock* out, std::uint32_t n);
   // Two bytes as an unsigned 16-bit value.
   std::uint16_t ReadUShort();
   // Four bytes as an unsigned 32-bit value.

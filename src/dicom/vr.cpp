@@ -39,8 +39,8 @@ void WriteLengthField(BufferWriter& writer, bool explicitVR, bool longForm, std:
   }
 }
 
-void CheckPixelDataOutputs(std::uint8_t** data, std::uint32_t* length) {
-  if (data == nullptr || length == nullptr) THROW_MY_EXCEPTION("The Pixel data buffer pointer is NULL.");
+void CheckPixelDataOutput(const ByteBlock* data) {
+  if (data == nullptr) THROW_MY_EXCEPTION("The Pixel data buffer pointer is NULL.");
 }
 
 // The code under which each integer class writes its values.
@@ -177,7 +177,7 @@ VRBinary::~VRBinary() = default;
 
 const std::uint8_t* VRBinary::Data() const {
   if (deferred_) {
-    std::unique_ptr<std::uint8_t[]> block(new std::uint8_t[deferred_->Size()]);
+    auto block = std::make_unique_for_overwrite<std::uint8_t[]>(deferred_->Size());
     deferred_->CopyTo(block.get());
     data_ = std::move(block);
     deferred_.reset();
@@ -194,24 +194,19 @@ std::string& VRBinary::Print(std::string& out) const {
 
 void VRBinary::WriteValue(BufferWriter& writer) { writer.WriteBytes(Data(), LengthField()); }
 
-void VRBinary::GetPixelData(std::uint8_t** data, std::uint32_t* length) const {
-  CheckPixelDataOutputs(data, length);
-  *length = LengthField();
-  if (deferred_) {
-    std::unique_ptr<std::uint8_t[]> copy(new std::uint8_t[*length]);
-    AdviseLargeBlock(copy.get(), *length);
-    deferred_->CopyTo(copy.get());
-    *data = copy.release();
+void VRBinary::GetPixelData(ByteBlock* data) const {
+  CheckPixelDataOutput(data);
+  if (!deferred_ && !data_) {
+    *data = ByteBlock();
     return;
   }
-  if (!data_) {
-    *data = nullptr;
-    return;
-  }
-  auto* copy = new std::uint8_t[*length];
-  AdviseLargeBlock(copy, *length);
-  std::memcpy(copy, data_.get(), *length);
-  *data = copy;
+  ByteBlock copy = ByteBlock::Uninitialised(LengthField());
+  AdviseLargeBlock(copy.Data(), copy.Size());
+  if (deferred_)
+    deferred_->CopyTo(copy.Data());
+  else
+    std::memcpy(copy.Data(), data_.get(), copy.Size());
+  *data = std::move(copy);
 }
 
 VRBinarySequenceItem::VRBinarySequenceItem(std::uint32_t length, std::unique_ptr<std::uint8_t[]> data)
@@ -228,9 +223,9 @@ std::unique_ptr<VRBinary> ReadBinary(BufferReader& reader, const std::string& co
     if (fragment) return std::make_unique<VRBinarySequenceItem>(length, std::move(bytes));
     return std::make_unique<VRBinary>(code, group, element, length, std::move(bytes));
   }
-  std::uint8_t* block = nullptr;
+  ByteBlock block;
   reader.ReadBytes(&block, length);
-  std::unique_ptr<std::uint8_t[]> data(block);
+  std::unique_ptr<std::uint8_t[]> data = std::move(block).Release();
   if (fragment) return std::make_unique<VRBinarySequenceItem>(length, std::move(data));
   return std::make_unique<VRBinary>(code, group, element, length, std::move(data));
 }

@@ -80,10 +80,10 @@ class VR {
 class PixelDataContainer {
  public:
   virtual ~PixelDataContainer();
-  // Sets *data to a new block of *length bytes, which the caller owns and frees with delete[], or to
-  // null when there are no bytes. Throws "The Pixel data buffer pointer is NULL." if `data` or `length`
-  // is null, and std::bad_alloc when the block can't be had.
-  virtual void GetPixelData(std::uint8_t** data, std::uint32_t* length) const = 0;
+  // Sets *data to a new block of the pixel bytes, which the caller owns, or to an empty block when
+  // there are none. Throws "The Pixel data buffer pointer is NULL." if `data` is null, and
+  // std::bad_alloc when the block can't be had.
+  virtual void GetPixelData(ByteBlock* data) const = 0;
 
  protected:
   PixelDataContainer() = default;
@@ -148,9 +148,9 @@ class VRBinary : public VR, public PixelDataContainer {
   std::string& Print(std::string& out) const override;
   // The bytes, LengthField() of them; with a null block, WriteBytes(null) (see BufferWriter).
   void WriteValue(BufferWriter& writer) override;
-  // *length is the length field; *data a copy of the block, or null if the block is null. A value
-  // still in its file is read straight into the copy.
-  void GetPixelData(std::uint8_t** data, std::uint32_t* length) const override;
+  // A copy of the block, of the length field's size, or an empty block if the value has no block. A
+  // value still in its file is read straight into the copy.
+  void GetPixelData(ByteBlock* data) const override;
 
  private:
   mutable std::unique_ptr<std::uint8_t[]> data_;

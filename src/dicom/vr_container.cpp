@@ -26,8 +26,8 @@ void PatchGroupLength(BufferWriter& writer, std::uint32_t valuePosition, Unsigne
   if (groupLength != nullptr) groupLength->SetValues({count});
 }
 
-void CheckPixelDataOutputs(std::uint8_t** data, std::uint32_t* length) {
-  if (data == nullptr || length == nullptr) THROW_MY_EXCEPTION("The Pixel data buffer pointer is NULL.");
+void CheckPixelDataOutput(const ByteBlock* data) {
+  if (data == nullptr) THROW_MY_EXCEPTION("The Pixel data buffer pointer is NULL.");
 }
 
 // A sequence or an item: its own description, then, if it holds any, its elements on the lines below.
@@ -135,15 +135,14 @@ VR* VRContainer::Find(std::uint16_t group, std::uint16_t element) const {
   return found != elements_.end() ? found->get() : nullptr;
 }
 
-void VRContainer::GetPixelData(std::uint8_t** data, std::uint32_t* length) const {
-  CheckPixelDataOutputs(data, length);
+void VRContainer::GetPixelData(ByteBlock* data) const {
+  CheckPixelDataOutput(data);
   const auto* pixels = dynamic_cast<const PixelDataContainer*>(Find(kPixelDataGroup, kPixelDataElement));
   if (pixels == nullptr) {
-    *data = nullptr;
-    *length = 0;
+    *data = ByteBlock();
     return;
   }
-  pixels->GetPixelData(data, length);
+  pixels->GetPixelData(data);
 }
 
 DicomData::DicomData(bool autoGroupLength) : VRContainer(autoGroupLength) {}
@@ -162,25 +161,24 @@ std::uint32_t VRSequence::GetLength() const { return VRContainer::GetLength(); }
 
 void VRSequence::WriteValue(BufferWriter& writer) { VRContainer::WriteValue(writer); }
 
-void VRSequence::GetPixelData(std::uint8_t** data, std::uint32_t* length) const {
-  CheckPixelDataOutputs(data, length);
+void VRSequence::GetPixelData(ByteBlock* data) const {
+  CheckPixelDataOutput(data);
   const std::uint32_t total = GetLength();
-  *length = total;
   if (total == 0) {
-    *data = nullptr;
+    *data = ByteBlock();
     return;
   }
-  std::unique_ptr<std::uint8_t[]> block(new std::uint8_t[total]());
+  ByteBlock block = ByteBlock::Zeroed(total);
   std::uint32_t offset = 0;
   for (const auto& item : Elements()) {
     const auto* fragment = dynamic_cast<const VRBinary*>(item.get());
     if (fragment == nullptr) continue;
     // The total is a 32-bit sum and may have wrapped: never copy past the block.
     const std::uint32_t size = std::min(fragment->LengthField(), total - offset);
-    if (fragment->Data() != nullptr && size > 0) std::memcpy(block.get() + offset, fragment->Data(), size);
+    if (fragment->Data() != nullptr && size > 0) std::memcpy(block.Data() + offset, fragment->Data(), size);
     offset += size;
   }
-  *data = block.release();
+  *data = std::move(block);
 }
 
 // ---------------------------------------------------------------------------------------------------

@@ -68,11 +68,10 @@ class VRContainer {
   // The first element of the tag, searching from the front, or null. The container keeps ownership.
   VR* Find(std::uint16_t group, std::uint16_t element) const;
 
-  // The pixel bytes of (7FE0,0010), through its PixelDataContainer: the caller owns *data and frees it
-  // with delete[]. If the element is absent or isn't a PixelDataContainer, *data is null and *length 0.
-  // Throws "The Pixel data buffer pointer is NULL." for a null `data` or `length`, and the element's
-  // failures.
-  void GetPixelData(std::uint8_t** data, std::uint32_t* length) const;
+  // The pixel bytes of (7FE0,0010), through its PixelDataContainer, into a new block the caller owns.
+  // If the element is absent or isn't a PixelDataContainer, *data is empty. Throws "The Pixel data
+  // buffer pointer is NULL." for a null `data`, and the element's failures.
+  void GetPixelData(ByteBlock* data) const;
 
   const ElementList& Elements() const { return elements_; }
   bool AutoGroupLength() const { return autoGroupLength_; }
@@ -122,11 +121,10 @@ class VRSequence : public VR, public VRContainer, public PixelDataContainer {
   std::uint32_t GetLength() const override;
   void WriteValue(BufferWriter& writer) override;
   // The bytes of the VRBinary items (the pixel fragments), joined in order into one new block of
-  // GetLength() bytes that the caller frees with delete[]; other items, such as the sequence delimiter,
-  // add nothing. The first fragment, the basic offset table, is joined like any other. A total of 0
-  // gives a null block and 0. Throws "The Pixel data buffer pointer is NULL." for a null `data` or
-  // `length`, std::bad_alloc when the block can't be had.
-  void GetPixelData(std::uint8_t** data, std::uint32_t* length) const override;
+  // GetLength() bytes; other items, such as the sequence delimiter, add nothing. The first fragment,
+  // the basic offset table, is joined like any other. A total of 0 gives an empty block. Throws "The
+  // Pixel data buffer pointer is NULL." for a null `data`, std::bad_alloc when the block can't be had.
+  void GetPixelData(ByteBlock* data) const override;
 };
 
 // An item of a sequence: tag (FFFE,E000) with its data set in the container part, or a delimiter,

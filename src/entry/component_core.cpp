@@ -2,13 +2,13 @@
 
 #include <string>
 
-#include "foundation/exceptions.h"
+#include "entry/display_operations.h"
 #include "foundation/trace.h"
 #include "image/magnifying_glass.h"
 #include "image/overlays.h"
 
-#define W(handle) ONDREL_CHECK_WINDOW(*this, handle)
-#define P(pointer) ONDREL_CHECK_POINTER(*this, pointer)
+using entry::Pointer;
+using entry::WindowHandle;
 
 namespace {
 
@@ -16,46 +16,54 @@ std::u16string TextOf(BSTR text) { return std::u16string(text, SysStringLen(text
 
 }  // namespace
 
-HRESULT ComponentCore::Invalid(const char16_t* text) const { return entry::ReportError(clsid_, iid_, text, E_POINTER); }
+HRESULT ComponentCore::Check(std::initializer_list<entry::ArgumentCheck> checks) const {
+  for (const entry::ArgumentCheck& check : checks) {
+    if (check.value == nullptr) return entry::ReportError(clsid_, iid_, check.text, E_POINTER);
+  }
+  return S_OK;
+}
 
 HRESULT ComponentCore::NotImplemented() const {
   return entry::ReportError(clsid_, iid_, entry::kNotImplemented, E_NOTIMPL);
 }
 
-void ComponentCore::Render(std::unique_ptr<ImageInfoStrategy> strategy, HWND window, VARIANT_BOOL keep) {
-  PixelBuffer buffer;
-  bool cached = false;
-  loader_.Load(strategy.get(), &buffer, &cached);
-  if (buffer.data == nullptr) THROW_MY_EXCEPTION("The Ondrel failed to load the image pixel data.");
-  renderer_.Render(window, buffer, std::move(strategy), cached, keep == VARIANT_TRUE);
+HRESULT ComponentCore::Render(std::unique_ptr<ImageInfoStrategy> strategy, HWND window, VARIANT_BOOL keep) {
+  bool shown = true;
+  const HRESULT hr =
+      Frame([&] { shown = renderer_.Render(window, std::move(strategy), keep == VARIANT_TRUE); });
+  if (FAILED(hr) || shown) return hr;
+  return entry::ReportError(clsid_, iid_, u"The Ondrel failed to load the image pixel data.", E_POINTER);
 }
 
 HRESULT ComponentCore::Draw(HWND hViewPort) {
-  W(hViewPort);
+  const HRESULT checked = Check({WindowHandle(hViewPort)});
+  if (FAILED(checked)) return checked;
   return Frame([&] { renderer_.Draw(hViewPort); });
 }
 
 HRESULT ComponentCore::SelectWindow(HWND hViewPort) {
-  W(hViewPort);
+  const HRESULT checked = Check({WindowHandle(hViewPort)});
+  if (FAILED(checked)) return checked;
   return Frame([&] { renderer_.SelectWindow(hViewPort); });
 }
 
 HRESULT ComponentCore::UnloadImage(BSTR bstrSopInstUID) {
-  P(bstrSopInstUID);
-  return Frame([&] {
-    const std::u16string uid = TextOf(bstrSopInstUID);
-    renderer_.UnloadImage(uid.c_str());
-    loader_.Remove(uid);
-  });
+  const HRESULT checked = Check({Pointer(bstrSopInstUID)});
+  if (FAILED(checked)) return checked;
+  return Frame([&] { renderer_.UnloadImage(TextOf(bstrSopInstUID).c_str()); });
 }
 
 HRESULT ComponentCore::PanImage(HWND hViewPort, LONG dx, LONG dy) {
-  W(hViewPort);
-  return Frame([&] { renderer_.PanImage(hViewPort, dx, dy); });
+  const HRESULT checked = Check({WindowHandle(hViewPort)});
+  if (FAILED(checked)) return checked;
+  return Frame([&] {
+    if (Image* image = renderer_.LiveImage(hViewPort)) ::PanImage(*image, hViewPort, dx, dy);
+  });
 }
 
 HRESULT ComponentCore::MagnifyingGlass(HWND hViewPort, tagPOINT pt) {
-  W(hViewPort);
+  const HRESULT checked = Check({WindowHandle(hViewPort)});
+  if (FAILED(checked)) return checked;
   return Frame([&] {
     Image* image = renderer_.GetCurrentImage(hViewPort);
     if (image != nullptr) ::MagnifyingGlass(*image, hViewPort, POINT{pt.x, pt.y});
@@ -63,64 +71,88 @@ HRESULT ComponentCore::MagnifyingGlass(HWND hViewPort, tagPOINT pt) {
 }
 
 HRESULT ComponentCore::WindowLevelImage(HWND hViewPort, LONG dx, LONG dy) {
-  W(hViewPort);
-  return Frame([&] { renderer_.WindowLevelImage(hViewPort, dx, dy); });
+  const HRESULT checked = Check({WindowHandle(hViewPort)});
+  if (FAILED(checked)) return checked;
+  return Frame([&] {
+    if (Image* image = renderer_.LiveImage(hViewPort)) ::WindowLevelImage(*image, hViewPort, dx, dy);
+  });
 }
 
 HRESULT ComponentCore::ApplyWindowLevelPreset(HWND hViewPort, LONG window, LONG level) {
-  W(hViewPort);
-  return Frame([&] { renderer_.ApplyWindowLevelPreset(hViewPort, window, level); });
+  const HRESULT checked = Check({WindowHandle(hViewPort)});
+  if (FAILED(checked)) return checked;
+  return Frame([&] {
+    if (Image* image = renderer_.LiveImage(hViewPort)) ::ApplyWindowLevelPreset(*image, hViewPort, window, level);
+  });
 }
 
 HRESULT ComponentCore::InvertImage(HWND hViewPort) {
-  W(hViewPort);
-  return Frame([&] { renderer_.InvertImage(hViewPort); });
+  const HRESULT checked = Check({WindowHandle(hViewPort)});
+  if (FAILED(checked)) return checked;
+  return Frame([&] {
+    if (Image* image = renderer_.LiveImage(hViewPort)) ::InvertImage(*image, hViewPort);
+  });
 }
 
 HRESULT ComponentCore::ApplyColorPalette(HWND hViewPort, ColorPaletteEnum eColorPalette) {
-  W(hViewPort);
-  return Frame([&] { renderer_.ApplyColorPalette(hViewPort, eColorPalette, loader_); });
+  const HRESULT checked = Check({WindowHandle(hViewPort)});
+  if (FAILED(checked)) return checked;
+  return Frame([&] {
+    if (Image* image = renderer_.LiveImage(hViewPort))
+      ::ApplyColorPalette(*image, hViewPort, eColorPalette, renderer_.FetchPixelData(*image->Info()));
+  });
 }
 
 HRESULT ComponentCore::GetColorPaletteMode(HWND hViewPort, ColorPaletteEnum* pMode) {
-  P(hViewPort);  // the pointer message for the window too, as this method has always reported it
-  P(pMode);
-  return Frame([&] { *pMode = static_cast<ColorPaletteEnum>(renderer_.GetColorPaletteMode(hViewPort)); });
+  // The pointer message for the window too, as this method has always reported it.
+  const HRESULT checked = Check({Pointer(hViewPort), Pointer(pMode)});
+  if (FAILED(checked)) return checked;
+  return Frame([&] { *pMode = static_cast<ColorPaletteEnum>(CurrentPalette(renderer_.GetCurrentImage(hViewPort))); });
 }
 
 HRESULT ComponentCore::ZoomImage(HWND hViewPort, ULONG nZoom) {
-  W(hViewPort);
-  return Frame([&] { renderer_.ZoomImage(hViewPort, nZoom); });
+  const HRESULT checked = Check({WindowHandle(hViewPort)});
+  if (FAILED(checked)) return checked;
+  return Frame([&] {
+    if (Image* image = renderer_.LiveImage(hViewPort)) ::ZoomImage(*image, hViewPort, nZoom);
+  });
 }
 
 HRESULT ComponentCore::ZoomImageDynamically(HWND hViewPort, LONG, LONG dy) {
-  W(hViewPort);
-  return Frame([&] { renderer_.ZoomImageDynamically(hViewPort, dy); });
+  const HRESULT checked = Check({WindowHandle(hViewPort)});
+  if (FAILED(checked)) return checked;
+  return Frame([&] {
+    if (Image* image = renderer_.LiveImage(hViewPort)) ::ZoomImageDynamically(*image, hViewPort, dy);
+  });
 }
 
 HRESULT ComponentCore::GetCurrentImageZoom(HWND hViewPort, ULONG* pnZoom) {
-  W(hViewPort);
-  P(pnZoom);
-  return Frame([&] { *pnZoom = renderer_.GetCurrentImageZoom(hViewPort); });
+  const HRESULT checked = Check({WindowHandle(hViewPort), Pointer(pnZoom)});
+  if (FAILED(checked)) return checked;
+  return Frame([&] { *pnZoom = CurrentZoom(renderer_.GetCurrentImage(hViewPort)); });
 }
 
 HRESULT ComponentCore::RotateFlipImage(HWND hViewPort, ImageRotationFlipEnum eRotFlip) {
-  W(hViewPort);
-  return Frame([&] { renderer_.RotateFlipImage(hViewPort, eRotFlip, loader_); });
+  const HRESULT checked = Check({WindowHandle(hViewPort)});
+  if (FAILED(checked)) return checked;
+  return Frame([&] {
+    if (Image* image = renderer_.LiveImage(hViewPort))
+      ::RotateFlipImage(*image, hViewPort, eRotFlip, renderer_.FetchPixelData(*image->Info()));
+  });
 }
 
 HRESULT ComponentCore::EndInteractiveTool(HWND hViewPort) {
-  W(hViewPort);
-  return Frame([&] { renderer_.EndInteractiveTool(hViewPort); });
+  const HRESULT checked = Check({WindowHandle(hViewPort)});
+  if (FAILED(checked)) return checked;
+  return Frame([&] {
+    if (Image* image = renderer_.LiveImage(hViewPort)) image->Draw(hViewPort, false);
+  });
 }
 
 HRESULT ComponentCore::ResetImage(BSTR bstrImageSopInstUID, HWND hViewPort) {
-  W(hViewPort);
-  P(bstrImageSopInstUID);
-  return Frame([&] {
-    const std::u16string uid = TextOf(bstrImageSopInstUID);
-    renderer_.ResetImage(uid.c_str(), hViewPort, loader_);
-  });
+  const HRESULT checked = Check({WindowHandle(hViewPort), Pointer(bstrImageSopInstUID)});
+  if (FAILED(checked)) return checked;
+  return Frame([&] { renderer_.ResetImage(TextOf(bstrImageSopInstUID).c_str(), hViewPort); });
 }
 
 HRESULT ComponentCore::ToggleOverlaysVisibility() {
@@ -128,78 +160,87 @@ HRESULT ComponentCore::ToggleOverlaysVisibility() {
 }
 
 HRESULT ComponentCore::AreOverlaysVisible(VARIANT_BOOL* pbShow) {
-  P(pbShow);
+  const HRESULT checked = Check({Pointer(pbShow)});
+  if (FAILED(checked)) return checked;
   return Frame([&] { *pbShow = OverlaysVisible() ? VARIANT_TRUE : VARIANT_FALSE; });
 }
 
 HRESULT ComponentCore::ToggleShutter() {
-  return Frame([&] { renderer_.ToggleShutter(loader_); });
+  return Frame([&] { renderer_.ToggleShutter(); });
 }
 
 HRESULT ComponentCore::IsShutterApplied(VARIANT_BOOL* pbShow) {
-  P(pbShow);
+  const HRESULT checked = Check({Pointer(pbShow)});
+  if (FAILED(checked)) return checked;
   return Frame([&] { *pbShow = ShutterApplied() ? VARIANT_TRUE : VARIANT_FALSE; });
 }
 
 HRESULT ComponentCore::MeasOnMouseButtonDown(HWND hViewPort, tagPOINT, MeasurementsEnum, VARIANT_BOOL* pbProcessed) {
-  W(hViewPort);
-  P(pbProcessed);
+  const HRESULT checked = Check({WindowHandle(hViewPort), Pointer(pbProcessed)});
+  if (FAILED(checked)) return checked;
   return NotImplemented();
 }
 
 HRESULT ComponentCore::MeasOnMouseMove(HWND hViewPort, tagPOINT) {
-  W(hViewPort);
+  const HRESULT checked = Check({WindowHandle(hViewPort)});
+  if (FAILED(checked)) return checked;
   return NotImplemented();
 }
 
 HRESULT ComponentCore::MeasOnMouseButtonUp(HWND hViewPort, tagPOINT, VARIANT_BOOL* pbComplete) {
-  W(hViewPort);
-  P(pbComplete);
+  const HRESULT checked = Check({WindowHandle(hViewPort), Pointer(pbComplete)});
+  if (FAILED(checked)) return checked;
   return NotImplemented();
 }
 
 HRESULT ComponentCore::MeasOnDoubleClick(HWND hViewPort) {
-  W(hViewPort);
+  const HRESULT checked = Check({WindowHandle(hViewPort)});
+  if (FAILED(checked)) return checked;
   return NotImplemented();
 }
 
 HRESULT ComponentCore::DeleteSelectedMeasurement(HWND hViewPort) {
-  W(hViewPort);
+  const HRESULT checked = Check({WindowHandle(hViewPort)});
+  if (FAILED(checked)) return checked;
   return NotImplemented();
 }
 
 HRESULT ComponentCore::DeleteAllMeasurements(HWND hViewPort) {
-  W(hViewPort);
+  const HRESULT checked = Check({WindowHandle(hViewPort)});
+  if (FAILED(checked)) return checked;
   return NotImplemented();
 }
 
 HRESULT ComponentCore::ToggleMeasurementsVisibility(HWND hViewPort) {
-  W(hViewPort);
+  const HRESULT checked = Check({WindowHandle(hViewPort)});
+  if (FAILED(checked)) return checked;
   return NotImplemented();
 }
 
 HRESULT ComponentCore::AreMeasurementsVisible(HWND hViewPort, VARIANT_BOOL* pbShow) {
-  W(hViewPort);
-  P(pbShow);
+  const HRESULT checked = Check({WindowHandle(hViewPort), Pointer(pbShow)});
+  if (FAILED(checked)) return checked;
   return NotImplemented();
 }
 
 HRESULT ComponentCore::MeasEndInteraction(HWND hViewPort) {
-  W(hViewPort);
+  const HRESULT checked = Check({WindowHandle(hViewPort)});
+  if (FAILED(checked)) return checked;
   return NotImplemented();
 }
 
 HRESULT ComponentCore::Calibrate(HWND hViewPort, VARIANT_BOOL, double, VARIANT_BOOL,
                                  VARIANT_BOOL* pvbMissingCalibLine) {
-  W(hViewPort);
-  W(pvbMissingCalibLine);  // the window message for the out pointer, as this method has always reported it
+  // The window message for the out pointer, as this method has always reported it.
+  const HRESULT checked = Check({WindowHandle(hViewPort), WindowHandle(pvbMissingCalibLine)});
+  if (FAILED(checked)) return checked;
   *pvbMissingCalibLine = VARIANT_TRUE;
   return NotImplemented();
 }
 
 HRESULT ComponentCore::InitializeTrace(BSTR bstrTraceLogFileName, LONG nTraceLevel) {
   // Taken as unsigned, so a negative level is as far out of range as 5.
-  if (static_cast<ULONG>(nTraceLevel) >= 5) return Invalid(u"The Ondrel received an invalid trace level.");
+  if (static_cast<ULONG>(nTraceLevel) >= 5) return entry::ReportError(clsid_, iid_, u"The Ondrel received an invalid trace level.", E_POINTER);
   return Frame([&] {
     const std::u16string name =
         bstrTraceLogFileName != nullptr ? TextOf(bstrTraceLogFileName) : std::u16string(u"Ondrel.log");

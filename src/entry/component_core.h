@@ -1,8 +1,9 @@
 // What the two components (OndrelImpl and OndrelDicomDirImpl) do alike: they own a loader and a
-// renderer, and run the methods they share in the same frame, with the same checks, words and codes.
-// Only the class and interface that error information names differ.
+// renderer over it, and run the methods they share in the same frame, with the same checks, words and
+// codes. Only the class and interface that error information names differ.
 #pragma once
 
+#include <initializer_list>
 #include <memory>
 
 #include "entry/entry_frame.h"
@@ -14,8 +15,10 @@ class ComponentCore {
  public:
   ComponentCore(REFCLSID clsid, REFIID iid) : clsid_(clsid), iid_(iid) {}
 
-  // E_POINTER with `text`; E_NOTIMPL with "Not implemented.".
-  HRESULT Invalid(const char16_t* text) const;
+  // The checks of a method's arguments, left to right: S_OK when all pass, else E_POINTER with the text
+  // of the first that fails.
+  HRESULT Check(std::initializer_list<entry::ArgumentCheck> checks) const;
+  // E_NOTIMPL with "Not implemented.".
   HRESULT NotImplemented() const;
   // Runs `body` in the frame: S_OK, or E_FAIL with the failure's text.
   template <class Body>
@@ -23,8 +26,10 @@ class ComponentCore {
     return entry::RunFrame(clsid_, iid_, std::forward<Body>(body));
   }
 
-  // Loads the strategy's pixels and renders them in the window (the window is checked by the caller).
-  void Render(std::unique_ptr<ImageInfoStrategy> strategy, HWND window, VARIANT_BOOL keep);
+  // Loads the strategy's image and shows it in the window (checked by the caller): S_OK; E_POINTER with
+  // "The Ondrel failed to load the image pixel data." when the file has no pixels, nothing changed;
+  // or E_FAIL with the failure's text.
+  HRESULT Render(std::unique_ptr<ImageInfoStrategy> strategy, HWND window, VARIANT_BOOL keep);
 
   HRESULT Draw(HWND hViewPort);
   HRESULT SelectWindow(HWND hViewPort);
@@ -59,18 +64,11 @@ class ComponentCore {
                     VARIANT_BOOL* pvbMissingCalibLine);
   HRESULT InitializeTrace(BSTR bstrTraceLogFileName, LONG nTraceLevel);
 
-  ImageLoader& Loader() { return loader_; }
   ImageRenderer& Renderer() { return renderer_; }
 
  private:
   const CLSID clsid_;
   const IID iid_;
-  ImageLoader loader_;
-  ImageRenderer renderer_;
+  ImageLoader loader_;  // before the renderer, which reads through it
+  ImageRenderer renderer_{loader_};
 };
-
-// The checks of each method, left to right: W a window handle, P a pointer.
-#define ONDREL_CHECK_WINDOW(core, handle) \
-  if ((handle) == nullptr) return (core).Invalid(entry::kInvalidWindow)
-#define ONDREL_CHECK_POINTER(core, pointer) \
-  if ((pointer) == nullptr) return (core).Invalid(entry::kInvalidPointer)

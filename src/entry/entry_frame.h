@@ -14,6 +14,15 @@ inline constexpr char16_t kInvalidWindow[] = u"The Ondrel received an invalid wi
 inline constexpr char16_t kInvalidPointer[] = u"The Ondrel received an invalid pointer.";
 inline constexpr char16_t kNotImplemented[] = u"Not implemented.";
 
+// One check of a method's argument: the value, and the text that reports it null.
+struct ArgumentCheck {
+  const void* value;
+  const char16_t* text;
+};
+// A window handle, reported as invalid when null; a pointer, likewise.
+inline ArgumentCheck WindowHandle(const void* handle) { return {handle, kInvalidWindow}; }
+inline ArgumentCheck Pointer(const void* pointer) { return {pointer, kInvalidPointer}; }
+
 // Installs error information for the calling thread: the interface `iid`, the program identifier of
 // `clsid` as its source (none when the class has none) and `text` as its description. Returns
 // `code`, or DISP_E_EXCEPTION (0x80020009) when `code` is 0. Error information that can't be made

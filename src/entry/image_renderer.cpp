@@ -1,13 +1,13 @@
 #include "entry/image_renderer.h"
 
+#include <algorithm>
+
 #include "foundation/exceptions.h"
 #include "image/overlays.h"
 
 namespace {
 
-std::u16string TextOf(const ImageInfoStrategy::Text& text) {
-  return text.IsNull() ? std::u16string() : std::u16string(text.Get(), text.Length());
-}
+std::u16string TextOf(const ImageInfoStrategy::Text& text) { return std::u16string(text.View()); }
 
 }  // namespace
 
@@ -16,6 +16,12 @@ ImageRenderer::~ImageRenderer() = default;
 Image* ImageRenderer::GetCurrentImage(HWND window) const {
   const auto found = viewports_.find(window);
   return found != viewports_.end() ? found->second.currentImage : nullptr;
+}
+
+Image* ImageRenderer::LiveImage(HWND window) const {
+  if (!IsWindow(window)) return nullptr;
+  Image* image = GetCurrentImage(window);
+  return image != nullptr && image->Intent() != nullptr ? image : nullptr;
 }
 
 Image* ImageRenderer::FindImage(HWND window, const char16_t* uid, SHORT frame) const {
@@ -43,6 +49,18 @@ void ImageRenderer::InstallPresentationIntent(std::unique_ptr<PresentationIntent
   slot = std::move(intent);
 }
 
+void ImageRenderer::ReleaseUnusedIntents() {
+  const auto used = [this](const PresentationIntent* intent) {
+    const auto uses = [intent](const std::shared_ptr<Image>& image) { return image->Intent() == intent; };
+    if (std::any_of(releasedImages_.begin(), releasedImages_.end(), uses)) return true;
+    return std::any_of(viewports_.begin(), viewports_.end(), [&](const auto& entry) {
+      const auto& images = entry.second.images;
+      return std::any_of(images.begin(), images.end(), [&](const auto& keyed) { return uses(keyed.second); });
+    });
+  };
+  std::erase_if(retiredIntents_, [&](const std::unique_ptr<PresentationIntent>& intent) { return !used(intent.get()); });
+}
+
 void ImageRenderer::RegisterImage(const std::shared_ptr<Image>& image, HWND window, SHORT frame) {
   if (!image || window == nullptr) return;
   if (image->Info() == nullptr) THROW_MY_EXCEPTION("The Image Info object is NULL.");
@@ -51,57 +69,46 @@ void ImageRenderer::RegisterImage(const std::shared_ptr<Image>& image, HWND wind
   record.images.emplace(ImageKey{TextOf(image->Info()->GetSopInstanceUid()), frame}, image);
 }
 
-PixelBuffer ImageRenderer::FrameView(ImageInfoStrategy& strategy, const PixelBuffer& buffer) {
-  const std::uint64_t samples = strategy.GetSamplesPerPixel();
-  std::uint64_t frameBytes = samples * strategy.GetRows() * strategy.GetColumns();
-  if (strategy.GetBitsAllocated() > 8) frameBytes *= 2;
-  const std::uint64_t offset = frameBytes * strategy.GetFrameIndex();
-  // A frame beyond the pixel data views nothing rather than memory past the block.
-  if (offset >= buffer.size) return PixelBuffer{buffer.data, 0, false};
-  return PixelBuffer{buffer.data + offset, static_cast<std::uint32_t>(buffer.size - offset), false};
-}
-
-PixelBuffer ImageRenderer::FetchPixelData(ImageInfoStrategy& strategy, ImageLoader& loader) const {
-  PixelBuffer buffer;
+std::shared_ptr<PixelData> ImageRenderer::LoadPixels(ImageInfoStrategy& strategy) const {
   bool cached = false;
-  loader.Load(&strategy, &buffer, &cached);
-  if (buffer.data == nullptr) THROW_MY_EXCEPTION("The Ondrel failed to load the image pixel data.");
-  return FrameView(strategy, buffer);
+  std::shared_ptr<PixelData> data = loader_.Load(&strategy, &cached);
+  return data->Empty() ? nullptr : data;
 }
 
-void ImageRenderer::Render(HWND window, const PixelBuffer& buffer, std::unique_ptr<ImageInfoStrategy> strategy,
-                           bool cached, bool keep) {
+FramePixels ImageRenderer::FetchPixelData(ImageInfoStrategy& strategy) const {
+  std::shared_ptr<PixelData> data = LoadPixels(strategy);
+  if (!data) THROW_MY_EXCEPTION("The Ondrel failed to load the image pixel data.");
+  return FramePixels::Of(std::move(data), strategy);
+}
+
+bool ImageRenderer::Render(HWND window, std::unique_ptr<ImageInfoStrategy> strategy, bool keep) {
   if (window == nullptr) THROW_MY_EXCEPTION("The Image renderer received an invalid window handle.");
-  if (!strategy) return;
+  if (!strategy) return true;
+  std::shared_ptr<PixelData> data = LoadPixels(*strategy);
+  if (!data) return false;
+  const FramePixels source = FramePixels::Of(std::move(data), *strategy);
+
   const ImageKey key{TextOf(strategy->GetSopInstanceUid()), static_cast<SHORT>(strategy->GetFrameIndex())};
   Image* existing = FindImage(window, key.uid.c_str(), key.frame);
-
   PresentationIntent* intent = AcquirePresentationIntent(window, keep);
   if (intent->windowLevel && intent->windowLevel->modified == 0) {
     intent->windowLevel->window = strategy->GetWindowWidth();
     intent->windowLevel->level = strategy->GetWindowCenter();
   }
-  const PixelBuffer view = FrameView(*strategy, buffer);
-
-  // The loader's cached pixels are converted from YBR once, by the first image made from them.
-  bool alreadyConverted = false;
-  if (cached && convertedImages_.count(key) != 0)
-    alreadyConverted = true;
-  else
-    convertedImages_.insert(key);
 
   if (existing == nullptr) {
-    const SHORT frame = key.frame;
     const bool volume = strategy->GetVolumeType() >= 2;
-    auto image = std::make_shared<Image>(view, std::move(strategy), intent, alreadyConverted);
-    RegisterImage(image, window, frame);
+    auto image = std::make_shared<Image>(source, std::move(strategy), intent);
+    RegisterImage(image, window, key.frame);
     if (!volume) image->PrepareAndDraw(window, false, false);
-    return;
+  } else {
+    existing->ReplaceInfo(std::move(strategy));
+    existing->SetIntent(intent);
+    RegisterImage(viewports_[window].images[key], window, key.frame);
+    existing->ReloadPixels(window, source, false);
   }
-  existing->ReplaceInfo(std::move(strategy));
-  existing->SetIntent(intent);
-  RegisterImage(viewports_[window].images[key], window, key.frame);
-  existing->ReloadPixels(window, view, false);
+  ReleaseUnusedIntents();
+  return true;
 }
 
 void ImageRenderer::RenderConsultImage(HWND window, HWND consultWindow, ImageInfoStrategy* strategy) {
@@ -127,14 +134,12 @@ void ImageRenderer::Draw(HWND window) {
   image->Draw(window, false);
 }
 
-void ImageRenderer::ToggleShutter(ImageLoader& loader) {
+void ImageRenderer::ToggleShutter() {
   SetShutterApplied(!ShutterApplied());
   for (const auto& [window, record] : viewports_) {
     Image* image = LiveImage(window);
-    if (image == nullptr) continue;
     // A fresh copy of the raw pixels, which the image's new shutter blanks or leaves whole.
-    const PixelBuffer source = FetchPixelData(*image->Info(), loader);
-    image->ReloadPixels(window, source, false);
+    if (image != nullptr) image->ReloadPixels(window, FetchPixelData(*image->Info()), false);
   }
 }
 
@@ -173,10 +178,24 @@ void ImageRenderer::UnloadImage(const char16_t* uid) {
       record.images.erase(found);
     }
     if (unloaded && record.images.empty()) {
-      intents_.erase(it->first);
+      // The window's intent goes with its last image, unless an image shown elsewhere still uses it.
+      if (const auto intent = intents_.find(it->first); intent != intents_.end()) {
+        retiredIntents_.push_back(std::move(intent->second));
+        intents_.erase(intent);
+      }
       it = viewports_.erase(it);
     } else {
       ++it;
     }
   }
+  ReleaseUnusedIntents();
+  loader_.Remove(uid);
+}
+
+void ImageRenderer::ResetImage(const char16_t* uid, HWND window) {
+  Image* image = GetCurrentImage(window);
+  if (image == nullptr || image->Info() == nullptr) return;
+  std::shared_ptr<PixelData> data = loader_.Find(uid);
+  if (!data || data->Empty()) THROW_MY_EXCEPTION("The Ondrel failed to load the image pixel data.");
+  image->ResetDisplay(window, FramePixels::Of(std::move(data), *image->Info()));
 }

@@ -24,24 +24,33 @@ struct ImageKey {
 
 class ImageRenderer {
  public:
-  ImageRenderer() = default;
+  // A renderer that takes every image's pixels from `loader`, which must outlive it.
+  explicit ImageRenderer(ImageLoader& loader) : loader_(loader) {}
   ~ImageRenderer();
   ImageRenderer(const ImageRenderer&) = delete;
   ImageRenderer& operator=(const ImageRenderer&) = delete;
 
   // The image the window shows, or null.
   Image* GetCurrentImage(HWND window) const;
+  // The window's current image when the window is valid and its image has an intent, else null: what
+  // the display operations work on.
+  Image* LiveImage(HWND window) const;
   // The image of `uid` and `frame` in the window, or null. Throws "The Image renderer received an
   // invalid window handle." for a null window and "The Image renderer received an invalid pointer."
   // for a null UID.
   Image* FindImage(HWND window, const char16_t* uid, SHORT frame) const;
 
-  // Shows the pixels of `strategy`'s image in the window: an image rendered there before under the
-  // same key is reused (its pixels reloaded), else a new one is made. `keep` keeps the window's
-  // intent (whose window and level follow each image until the user changes them); otherwise a new
-  // default intent is installed. `cached` says that the pixels came from the loader's cache.
-  void Render(HWND window, const PixelBuffer& buffer, std::unique_ptr<ImageInfoStrategy> strategy, bool cached,
-              bool keep);
+  // The frame of the strategy's image, from the loader's cache or loaded into it. Throws "The Ondrel
+  // failed to load the image pixel data." when the file has no pixels, and the loader's failures.
+  FramePixels FetchPixelData(ImageInfoStrategy& strategy) const;
+
+  // Loads the strategy's image and shows it in the window: an image rendered there before under the
+  // same key is reused (its pixels reloaded), else a new one is made. `keep` keeps the window's intent
+  // (whose window and level follow each image until the user changes them); otherwise a new default
+  // intent is installed. False, with nothing changed, when the file has no pixels. Throws "The Image
+  // renderer received an invalid window handle." for a null window, and the loader's and the image's
+  // failures.
+  bool Render(HWND window, std::unique_ptr<ImageInfoStrategy> strategy, bool keep);
   // Shows the image of `window` also in `consultWindow` (a full draw there), when the consult window is
   // valid and the window shows an image; the one image then stands in both records and keeps the
   // intent of the first window. Throws the renderer's window and pointer texts for null arguments.
@@ -52,39 +61,22 @@ class ImageRenderer {
   void SelectWindow(HWND window);
   // Forgets the window's record. Its images live on until the renderer goes, and its intent stays.
   void ReleaseWindow(HWND window);
-  // Destroys frame 0 of `uid` in every window; a window left without images loses its record and
-  // intent. Throws "The Image renderer received an invalid pointer." for a null UID.
+  // Destroys frame 0 of `uid` in every window, and the loader's pixels of `uid`; a window left without
+  // images loses its record and intent. Images of other frames keep the pixels they were made from.
+  // Throws "The Image renderer received an invalid pointer." for a null UID.
   void UnloadImage(const char16_t* uid);
 
-  // The display operations, on the window's current image and its intent; nothing for an invalid
-  // window or a window without an image. Drags (pan, dynamic zoom, window/level) draw fast; the others,
-  // and EndInteractiveTool, draw in full.
-  void PanImage(HWND window, LONG dx, LONG dy);
-  void ZoomImage(HWND window, ULONG zoom);
-  void ZoomImageDynamically(HWND window, LONG dy);
-  // 100 when the window shows no image.
-  ULONG GetCurrentImageZoom(HWND window) const;
-  void WindowLevelImage(HWND window, LONG dx, LONG dy);
-  void ApplyWindowLevelPreset(HWND window, LONG width, LONG level);
-  void InvertImage(HWND window);
-  void ApplyColorPalette(HWND window, LONG palette, ImageLoader& loader);
-  // 0 when the window shows no image.
-  LONG GetColorPaletteMode(HWND window) const;
-  void RotateFlipImage(HWND window, ImageRotationFlipEnum op, ImageLoader& loader);
-  void EndInteractiveTool(HWND window);
-  // The window's image back to its first state, from the loader's pixels of `uid`.
-  void ResetImage(const char16_t* uid, HWND window, ImageLoader& loader);
+  // The window's image back to its first state (rotation, flips, zoom, pan, palette, invert and window
+  // all gone; measurements stay), from the pixels the loader holds for `uid`, which need not be the
+  // image's own UID. Nothing for a window without an image. Throws "The Ondrel failed to load the image
+  // pixel data." when the loader holds no pixels for `uid`; the picture then stays as it was.
+  void ResetImage(const char16_t* uid, HWND window);
 
   // The process-wide switches, flipped, and every shown image brought in line: a shutter switch reloads
   // each current image's pixels from the loader and redraws it, an overlay switch redraws it in full.
   // Windows that are gone are passed over. Failures of the load or the draw are thrown as they come.
-  void ToggleShutter(ImageLoader& loader);
+  void ToggleShutter();
   void ToggleOverlaysVisibility();
-
-  // The loader's pixels for an image, as a view of the frame (not owned). Throws "The Ondrel failed to
-  // load the image pixel data." when there are none.
-  static PixelBuffer FrameView(ImageInfoStrategy& strategy, const PixelBuffer& buffer);
-  PixelBuffer FetchPixelData(ImageInfoStrategy& strategy, ImageLoader& loader) const;
 
  private:
   struct ViewportRecord {
@@ -92,16 +84,19 @@ class ImageRenderer {
     std::map<ImageKey, std::shared_ptr<Image>> images;
   };
 
-  // The window's current image when the window is valid and its image has an intent, else null.
-  Image* LiveImage(HWND window) const;
+  // The loader's pixels of the strategy's image (the one place they are fetched); null when the file
+  // has none.
+  std::shared_ptr<PixelData> LoadPixels(ImageInfoStrategy& strategy) const;
   PresentationIntent* AcquirePresentationIntent(HWND window, bool keep);
   void InstallPresentationIntent(std::unique_ptr<PresentationIntent> intent, HWND window);
   void RegisterImage(const std::shared_ptr<Image>& image, HWND window, SHORT frame);
+  // Frees the retired intents that no image uses any more.
+  void ReleaseUnusedIntents();
 
+  ImageLoader& loader_;
   std::map<HWND, ViewportRecord> viewports_;
-  std::set<ImageKey> convertedImages_;
   std::map<HWND, std::unique_ptr<PresentationIntent>> intents_;
-  // Intents replaced while images might still point at them; kept until the renderer goes.
+  // Intents replaced in their window while images still use them; each goes with the last such image.
   std::vector<std::unique_ptr<PresentationIntent>> retiredIntents_;
   // Images forgotten by ReleaseWindow, which nobody else frees.
   std::vector<std::shared_ptr<Image>> releasedImages_;

@@ -8,6 +8,9 @@
 #include "ondrel/platform/gdiplus.h"
 #include "sources/image_info_strategies.h"
 
+using entry::Pointer;
+using entry::WindowHandle;
+
 COndrelDicomDirImpl::~COndrelDicomDirImpl() {
   if (gdiplusToken_ != 0) Gdiplus::GdiplusShutdown(gdiplusToken_);
   --liveComponents_;
@@ -27,8 +30,11 @@ HRESULT COndrelDicomDirImpl::FinalConstruct() {
 
 // As the workstation's RenderImage, without derived series: media hold none.
 HRESULT COndrelDicomDirImpl::RenderImage(IDicomDirImage* pImgInfo, HWND hViewPort, VARIANT_BOOL bKeepPresIntent) {
-  ONDREL_CHECK_WINDOW(core_, hViewPort);
+  const HRESULT checked = core_.Check({WindowHandle(hViewPort)});
+  if (FAILED(checked)) return checked;
   if (pImgInfo == nullptr) return S_OK;
-  return core_.Frame(
-      [&] { core_.Render(std::make_unique<ImageInfoDicomDirStrategy>(pImgInfo), hViewPort, bKeepPresIntent); });
+  std::unique_ptr<ImageInfoStrategy> strategy;
+  const HRESULT made = core_.Frame([&] { strategy = std::make_unique<ImageInfoDicomDirStrategy>(pImgInfo); });
+  if (FAILED(made)) return made;
+  return core_.Render(std::move(strategy), hViewPort, bKeepPresIntent);
 }

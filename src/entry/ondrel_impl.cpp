@@ -13,6 +13,9 @@
 #include "image/image_export.h"
 #include "sources/image_info_strategies.h"
 
+using entry::Pointer;
+using entry::WindowHandle;
+
 HRESULT COndrelImpl::FinalConstruct() {
   // The licence check comes first; this build carries no licence that can expire, so it passes.
   const HRESULT hr = core_.Frame([] {
@@ -31,24 +34,23 @@ HRESULT COndrelImpl::FinalConstruct() {
   return S_OK;
 }
 
-#define W(handle) ONDREL_CHECK_WINDOW(core_, handle)
-#define P(pointer) ONDREL_CHECK_POINTER(core_, pointer)
-
 HRESULT COndrelImpl::RenderImage(IImageInfoNW* pImgInfo, HWND hViewPort, VARIANT_BOOL bKeepPresIntent) {
-  W(hViewPort);
+  const HRESULT checked = core_.Check({WindowHandle(hViewPort)});
+  if (FAILED(checked)) return checked;
   if (pImgInfo == nullptr) return S_OK;
-  return core_.Frame([&] {
-    auto strategy = std::make_unique<ImageInfoWStationStrategy>(pImgInfo);
+  std::unique_ptr<ImageInfoStrategy> strategy;
+  const HRESULT made = core_.Frame([&] {
+    strategy = std::make_unique<ImageInfoWStationStrategy>(pImgInfo);
     if (strategy->GetMprType() >= 2 || strategy->GetMipType() >= 2 || strategy->GetVolumeType() >= 2)
       THROW_MY_EXCEPTION("Derived series are not rendered by this build.");
-    core_.Render(std::move(strategy), hViewPort, bKeepPresIntent);
   });
+  if (FAILED(made)) return made;
+  return core_.Render(std::move(strategy), hViewPort, bKeepPresIntent);
 }
 
 HRESULT COndrelImpl::RenderConsultImage(HWND hViewPort, HWND hConsultViewPort, IImageInfoNW* pImgInfo) {
-  W(hViewPort);
-  W(hConsultViewPort);
-  P(pImgInfo);
+  const HRESULT checked = core_.Check({WindowHandle(hViewPort), WindowHandle(hConsultViewPort), Pointer(pImgInfo)});
+  if (FAILED(checked)) return checked;
   return core_.Frame([&] {
     ImageInfoWStationStrategy strategy(pImgInfo);
     core_.Renderer().RenderConsultImage(hViewPort, hConsultViewPort, &strategy);
@@ -56,14 +58,14 @@ HRESULT COndrelImpl::RenderConsultImage(HWND hViewPort, HWND hConsultViewPort, I
 }
 
 HRESULT COndrelImpl::ReleaseWindow(HWND hViewPort) {
-  W(hViewPort);
+  const HRESULT checked = core_.Check({WindowHandle(hViewPort)});
+  if (FAILED(checked)) return checked;
   return core_.Frame([&] { core_.Renderer().ReleaseWindow(hViewPort); });
 }
 
 HRESULT COndrelImpl::SaveImageAsFile(HWND hViewPort, BSTR bstrEncoding, BSTR bstrFileName) {
-  W(hViewPort);
-  P(bstrEncoding);
-  P(bstrFileName);
+  const HRESULT checked = core_.Check({WindowHandle(hViewPort), Pointer(bstrEncoding), Pointer(bstrFileName)});
+  if (FAILED(checked)) return checked;
   return core_.Frame([&] {
     const std::u16string encoding(bstrEncoding, SysStringLen(bstrEncoding));
     const std::u16string name(bstrFileName, SysStringLen(bstrFileName));
@@ -73,9 +75,8 @@ HRESULT COndrelImpl::SaveImageAsFile(HWND hViewPort, BSTR bstrEncoding, BSTR bst
 }
 
 HRESULT COndrelImpl::SaveImageAsDICOMFile(HWND hViewPort, BSTR bstrFileName, IImageInfoNW* pImgInfo) {
-  W(hViewPort);
-  P(bstrFileName);
-  P(pImgInfo);
+  const HRESULT checked = core_.Check({WindowHandle(hViewPort), Pointer(bstrFileName), Pointer(pImgInfo)});
+  if (FAILED(checked)) return checked;
   return core_.Frame([&] {
     const std::u16string name(bstrFileName, SysStringLen(bstrFileName));
     ::SaveImageAsDICOMFile(hViewPort, name.c_str(), std::make_unique<ImageInfoWStationStrategy>(pImgInfo));
@@ -83,8 +84,8 @@ HRESULT COndrelImpl::SaveImageAsDICOMFile(HWND hViewPort, BSTR bstrFileName, IIm
 }
 
 HRESULT COndrelImpl::SaveConsultImage(HWND hViewPort, IImageInfoNW* pConsultImageInfo) {
-  W(hViewPort);
-  P(pConsultImageInfo);
+  const HRESULT checked = core_.Check({WindowHandle(hViewPort), Pointer(pConsultImageInfo)});
+  if (FAILED(checked)) return checked;
   return core_.Frame([&] {
     ImageInfoWStationStrategy strategy(pConsultImageInfo);
     Image* image = core_.Renderer().GetCurrentImage(hViewPort);
@@ -93,8 +94,8 @@ HRESULT COndrelImpl::SaveConsultImage(HWND hViewPort, IImageInfoNW* pConsultImag
 }
 
 HRESULT COndrelImpl::ImportImageAsDICOMFile(BSTR bstrFileName, IImageInfoNW* pImgInfo) {
-  P(bstrFileName);
-  P(pImgInfo);
+  const HRESULT checked = core_.Check({Pointer(bstrFileName), Pointer(pImgInfo)});
+  if (FAILED(checked)) return checked;
   return core_.Frame([&] {
     const std::u16string name(bstrFileName, SysStringLen(bstrFileName));
     ::ImportImageAsDICOMFile(name.c_str(), std::make_unique<ImageInfoWStationStrategy>(pImgInfo));
@@ -104,8 +105,8 @@ HRESULT COndrelImpl::ImportImageAsDICOMFile(BSTR bstrFileName, IImageInfoNW* pIm
 // The rectangle is not used: the whole client area is captured.
 HRESULT COndrelImpl::GetImageHBITMAP(HWND hViewPort, LONG left, LONG top, LONG right, LONG bottom,
                                      HBITMAP* phBitmap) {
-  W(hViewPort);
-  P(phBitmap);
+  const HRESULT checked = core_.Check({WindowHandle(hViewPort), Pointer(phBitmap)});
+  if (FAILED(checked)) return checked;
   *phBitmap = nullptr;
   return core_.Frame([&] {
     Image* image = core_.Renderer().GetCurrentImage(hViewPort);
@@ -115,7 +116,8 @@ HRESULT COndrelImpl::GetImageHBITMAP(HWND hViewPort, LONG left, LONG top, LONG r
 }
 
 HRESULT COndrelImpl::ReleaseHBITMAP(HWND hViewPort) {
-  W(hViewPort);
+  const HRESULT checked = core_.Check({WindowHandle(hViewPort)});
+  if (FAILED(checked)) return checked;
   return core_.Frame([&] {
     Image* image = core_.Renderer().GetCurrentImage(hViewPort);
     if (image != nullptr) ReleaseCapturedBitmap(*image);
@@ -125,9 +127,8 @@ HRESULT COndrelImpl::ReleaseHBITMAP(HWND hViewPort) {
 // The window and the row and column pointers are checked further in, by the renderer and the image.
 HRESULT COndrelImpl::GetImageCurrentPixelData(HWND hViewPort, BSTR bstrSopInstUID, SHORT nFrameIdx, SAFEARRAY** ppData,
                                               LONG* pPixelsRows, LONG* pPixelsColumns, VARIANT_BOOL* pbColor) {
-  P(bstrSopInstUID);
-  P(ppData);
-  P(pbColor);
+  const HRESULT checked = core_.Check({Pointer(bstrSopInstUID), Pointer(ppData), Pointer(pbColor)});
+  if (FAILED(checked)) return checked;
   return core_.Frame([&] {
     const std::u16string uid(bstrSopInstUID, SysStringLen(bstrSopInstUID));
     Image* image = core_.Renderer().FindImage(hViewPort, uid.c_str(), nFrameIdx);
@@ -139,41 +140,42 @@ HRESULT COndrelImpl::GetImageCurrentPixelData(HWND hViewPort, BSTR bstrSopInstUI
 HRESULT COndrelImpl::SetReferenceLinesMode(ReferenceLinesEnum) { return core_.NotImplemented(); }
 
 HRESULT COndrelImpl::GetReferenceLinesMode(ReferenceLinesEnum* pMode) {
-  P(pMode);
+  const HRESULT checked = core_.Check({Pointer(pMode)});
+  if (FAILED(checked)) return checked;
   return core_.NotImplemented();
 }
 
 HRESULT COndrelImpl::CalculateReferenceLines(HWND hProjectedViewPort, HWND hProjecteeViewPort) {
-  W(hProjectedViewPort);
-  W(hProjecteeViewPort);
+  const HRESULT checked = core_.Check({WindowHandle(hProjectedViewPort), WindowHandle(hProjecteeViewPort)});
+  if (FAILED(checked)) return checked;
   return core_.NotImplemented();
 }
 
 HRESULT COndrelImpl::SetSynchronizeSeriesMode(SynchronizeSeriesEnum) { return core_.NotImplemented(); }
 
 HRESULT COndrelImpl::GetSynchronizeSeriesMode(SynchronizeSeriesEnum* pMode) {
-  P(pMode);
+  const HRESULT checked = core_.Check({Pointer(pMode)});
+  if (FAILED(checked)) return checked;
   return core_.NotImplemented();
 }
 
 HRESULT COndrelImpl::SynchronizeSeries(HWND hCrtViewPort, HWND hSynchViewPort, VARIANT_BOOL) {
-  W(hCrtViewPort);
-  W(hSynchViewPort);
+  const HRESULT checked = core_.Check({WindowHandle(hCrtViewPort), WindowHandle(hSynchViewPort)});
+  if (FAILED(checked)) return checked;
   return core_.NotImplemented();
 }
 
 HRESULT COndrelImpl::CalculateSynchronizeSeriesOffset(HWND hCrtViewPort, HWND hSynchViewPort) {
-  W(hCrtViewPort);
-  W(hSynchViewPort);
+  const HRESULT checked = core_.Check({WindowHandle(hCrtViewPort), WindowHandle(hSynchViewPort)});
+  if (FAILED(checked)) return checked;
   return core_.NotImplemented();
 }
 
 HRESULT COndrelImpl::GenerateMprSeries(IImageInfoNW* pImgInfo, ISeriesInfoNW** ppMprSeriesInfo1,
                                        ISeriesInfoNW** ppMprSeriesInfo2, ISeriesInfoNW** ppMprSeriesInfoOblique) {
-  P(pImgInfo);
-  P(ppMprSeriesInfo1);
-  P(ppMprSeriesInfo2);
-  P(ppMprSeriesInfoOblique);
+  const HRESULT checked = core_.Check(
+      {Pointer(pImgInfo), Pointer(ppMprSeriesInfo1), Pointer(ppMprSeriesInfo2), Pointer(ppMprSeriesInfoOblique)});
+  if (FAILED(checked)) return checked;
   return core_.NotImplemented();
 }
 
@@ -182,66 +184,66 @@ HRESULT COndrelImpl::SaveMprSeries(BSTR, BSTR, BSTR) { return core_.NotImplement
 HRESULT COndrelImpl::EndMprMode() { return core_.NotImplemented(); }
 
 HRESULT COndrelImpl::GetMprMode(MprOperationsEnum* pMode) {
-  P(pMode);
+  const HRESULT checked = core_.Check({Pointer(pMode)});
+  if (FAILED(checked)) return checked;
   return core_.NotImplemented();
 }
 
 HRESULT COndrelImpl::MprOnMouseButtonDown(HWND hViewPort, tagPOINT, VARIANT_BOOL* pbProcessed) {
-  W(hViewPort);
-  P(pbProcessed);
+  const HRESULT checked = core_.Check({WindowHandle(hViewPort), Pointer(pbProcessed)});
+  if (FAILED(checked)) return checked;
   return core_.NotImplemented();
 }
 
 HRESULT COndrelImpl::MprOnMouseMove(HWND hViewPort, tagPOINT, VARIANT_BOOL* pbProcessed) {
-  W(hViewPort);
-  P(pbProcessed);
+  const HRESULT checked = core_.Check({WindowHandle(hViewPort), Pointer(pbProcessed)});
+  if (FAILED(checked)) return checked;
   return core_.NotImplemented();
 }
 
 HRESULT COndrelImpl::MprOnMouseButtonUp(HWND hViewPort, tagPOINT, VARIANT_BOOL* pbProcessed, VARIANT_BOOL* pbComplete) {
-  W(hViewPort);
-  P(pbProcessed);
-  P(pbComplete);
+  const HRESULT checked = core_.Check({WindowHandle(hViewPort), Pointer(pbProcessed), Pointer(pbComplete)});
+  if (FAILED(checked)) return checked;
   return core_.NotImplemented();
 }
 
 HRESULT COndrelImpl::MprOnDoubleClick(HWND hViewPort, VARIANT_BOOL* pbProcessed) {
-  W(hViewPort);
-  P(pbProcessed);
+  const HRESULT checked = core_.Check({WindowHandle(hViewPort), Pointer(pbProcessed)});
+  if (FAILED(checked)) return checked;
   return core_.NotImplemented();
 }
 
 HRESULT COndrelImpl::GenerateMipSeries(IImageInfoNW* pImgInfo, ISeriesInfoNW** ppMipSeriesInfo) {
-  P(pImgInfo);
-  P(ppMipSeriesInfo);
+  const HRESULT checked = core_.Check({Pointer(pImgInfo), Pointer(ppMipSeriesInfo)});
+  if (FAILED(checked)) return checked;
   return core_.NotImplemented();
 }
 
 HRESULT COndrelImpl::EndMipMode() { return core_.NotImplemented(); }
 
 HRESULT COndrelImpl::GetMipMode(MipOperationsEnum* pMode) {
-  P(pMode);
+  const HRESULT checked = core_.Check({Pointer(pMode)});
+  if (FAILED(checked)) return checked;
   return core_.NotImplemented();
 }
 
 HRESULT COndrelImpl::SetMipMode(MipOperationsEnum) { return core_.NotImplemented(); }
 
 HRESULT COndrelImpl::MipOnMouseButtonDown(HWND hViewPort, tagPOINT, VARIANT_BOOL* pbProcessed) {
-  W(hViewPort);
-  P(pbProcessed);
+  const HRESULT checked = core_.Check({WindowHandle(hViewPort), Pointer(pbProcessed)});
+  if (FAILED(checked)) return checked;
   return core_.NotImplemented();
 }
 
 HRESULT COndrelImpl::MipOnMouseMove(HWND hViewPort, tagPOINT, VARIANT_BOOL* pbProcessed) {
-  W(hViewPort);
-  P(pbProcessed);
+  const HRESULT checked = core_.Check({WindowHandle(hViewPort), Pointer(pbProcessed)});
+  if (FAILED(checked)) return checked;
   return core_.NotImplemented();
 }
 
 HRESULT COndrelImpl::MipOnMouseButtonUp(HWND hViewPort, tagPOINT, VARIANT_BOOL* pbProcessed, VARIANT_BOOL* pbComplete) {
-  W(hViewPort);
-  P(pbProcessed);
-  P(pbComplete);
+  const HRESULT checked = core_.Check({WindowHandle(hViewPort), Pointer(pbProcessed), Pointer(pbComplete)});
+  if (FAILED(checked)) return checked;
   return core_.NotImplemented();
 }
 
@@ -250,13 +252,14 @@ HRESULT COndrelImpl::MipOnDoubleClick(HWND hViewPort, VARIANT_BOOL* pbProcessed)
 }
 
 HRESULT COndrelImpl::MipRotate(HWND hViewPort, LONG, LONG) {
-  W(hViewPort);
+  const HRESULT checked = core_.Check({WindowHandle(hViewPort)});
+  if (FAILED(checked)) return checked;
   return core_.NotImplemented();
 }
 
 HRESULT COndrelImpl::GenerateVolumeSeries(IImageInfoNW* pImgInfo, ISeriesInfoNW** ppVolumeSeriesInfo, LONG, LONG) {
-  P(pImgInfo);
-  P(ppVolumeSeriesInfo);
+  const HRESULT checked = core_.Check({Pointer(pImgInfo), Pointer(ppVolumeSeriesInfo)});
+  if (FAILED(checked)) return checked;
   return core_.NotImplemented();
 }
 
@@ -265,38 +268,39 @@ HRESULT COndrelImpl::StartVolumeMode(HWND, VARIANT_BOOL*) { return core_.NotImpl
 HRESULT COndrelImpl::EndVolumeMode() { return core_.NotImplemented(); }
 
 HRESULT COndrelImpl::GetVolumeMode(LONG* pMode) {
-  P(pMode);
+  const HRESULT checked = core_.Check({Pointer(pMode)});
+  if (FAILED(checked)) return checked;
   return core_.NotImplemented();
 }
 
 HRESULT COndrelImpl::VolumeApplyThreshold(IImageInfoNW* pImgInfo, HWND hViewPort, LONG, LONG, SHORT) {
-  W(hViewPort);
+  const HRESULT checked = core_.Check({WindowHandle(hViewPort)});
+  if (FAILED(checked)) return checked;
   if (pImgInfo == nullptr) return S_OK;
   return core_.NotImplemented();
 }
 
 HRESULT COndrelImpl::VolumeOnMouseButtonDown(HWND hViewPort, tagPOINT, VARIANT_BOOL* pbProcessed) {
-  W(hViewPort);
-  P(pbProcessed);
+  const HRESULT checked = core_.Check({WindowHandle(hViewPort), Pointer(pbProcessed)});
+  if (FAILED(checked)) return checked;
   return core_.NotImplemented();
 }
 
 HRESULT COndrelImpl::VolumeOnMouseMove(HWND hViewPort, tagPOINT, VARIANT_BOOL* pbProcessed) {
-  W(hViewPort);
-  P(pbProcessed);
+  const HRESULT checked = core_.Check({WindowHandle(hViewPort), Pointer(pbProcessed)});
+  if (FAILED(checked)) return checked;
   return core_.NotImplemented();
 }
 
 HRESULT COndrelImpl::VolumeOnMouseButtonUp(HWND hViewPort, tagPOINT, VARIANT_BOOL* pbProcessed,
                                            VARIANT_BOOL* pbComplete) {
-  W(hViewPort);
-  P(pbProcessed);
-  P(pbComplete);
+  const HRESULT checked = core_.Check({WindowHandle(hViewPort), Pointer(pbProcessed), Pointer(pbComplete)});
+  if (FAILED(checked)) return checked;
   return core_.NotImplemented();
 }
 
 HRESULT COndrelImpl::VolumeOnDoubleClick(HWND hViewPort, VARIANT_BOOL* pbProcessed) {
-  W(hViewPort);
-  P(pbProcessed);
+  const HRESULT checked = core_.Check({WindowHandle(hViewPort), Pointer(pbProcessed)});
+  if (FAILED(checked)) return checked;
   return core_.NotImplemented();
 }

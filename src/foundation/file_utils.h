@@ -9,6 +9,7 @@
 #include <memory>
 #include <string>
 
+#include "foundation/byte_block.h"
 #include "foundation/trace.h"
 #include "ondrel/platform/wintypes.h"
 
@@ -34,9 +35,8 @@ bool ReadTextLines(const std::string& fileName, const std::function<void(const s
 std::u16string ModuleFolder(HMODULE module = nullptr);
 std::string ModuleFolderNarrow(HMODULE module = nullptr);
 
-// Reads the rest of `file` into `buffer` as owned chunks of at most 16384 bytes, each allocated with
-// new[] and handed over through buffer.AddChunk(data, size, true), which then owns it (a
-// MultiChunkBuffer, say). A file whose size is a multiple of 16384 ends with a chunk of size 0. True
+// Reads the rest of `file` into `buffer` as chunks of at most 16384 bytes, each handed over through
+// buffer.AddChunk(ByteBlock), which then owns it (a MultiChunkBuffer, say). A file whose size is a multiple of 16384 ends with a chunk of size 0. True
 // when the end of the file was reached. A null file gives false; a stream error traces
 // "ReadBinaryFileIntoBuffer failed with error %d." (the errno value) at level 1 and gives false, the
 // chunks read before it staying in the buffer. The file is closed in every case, std::bad_alloc or a
@@ -47,13 +47,13 @@ bool ReadBinaryFileIntoBuffer(std::FILE* file, Buffer& buffer) {
   const std::unique_ptr<std::FILE, void (*)(std::FILE*)> closer(file, &CloseFile);
   constexpr std::size_t kChunkSize = 16384;
   while (true) {
-    std::unique_ptr<std::uint8_t[]> block(new std::uint8_t[kChunkSize]);
+    auto block = std::make_unique_for_overwrite<std::uint8_t[]>(kChunkSize);
     const std::size_t count = std::fread(block.get(), 1, kChunkSize, file);
     if (std::ferror(file)) {
       Trace::Instance().WriteFormatted(1, "ReadBinaryFileIntoBuffer failed with error %d.", errno);
       return false;
     }
-    buffer.AddChunk(block.release(), static_cast<std::uint32_t>(count), true);
+    buffer.AddChunk(ByteBlock(std::move(block), count));
     if (std::feof(file) || count < kChunkSize) return true;
   }
 }

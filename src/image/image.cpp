@@ -25,13 +25,51 @@ ARGB OpaqueArgb(COLORREF colour) {
   return 0xFF000000u | red << 16 | green << 8 | blue;
 }
 
+// Y, Cb, Cr to R, G, B, for the three samples (the last three planes with planar configuration 1),
+// truncated to the sample width without a clamp, so that results wrap. Samples beyond the three stay
+// zero; a sample past the end of `from` (a short file) reads as 0.
+void ConvertYbrFullToRgb(const PixelLayout& layout, std::span<const BYTE> from, std::span<BYTE> to) {
+  std::fill(to.begin(), to.end(), BYTE{0});
+  const std::size_t sampleBytes = layout.ElementBytes();
+  const auto samples = static_cast<std::size_t>(layout.samples);
+  const std::size_t pixelsCount = layout.PlaneSize();
+  const bool planar = layout.planarConfiguration == 1;
+  const auto indexOf = [&](std::size_t pixel, std::size_t s) {
+    return planar ? (s * pixelsCount + pixel) : (pixel * samples + s);
+  };
+  const auto sampleAt = [&](std::size_t pixel, std::size_t s) {
+    const std::size_t index = indexOf(pixel, s);
+    if ((index + 1) * sampleBytes > from.size()) return 0.0;
+    return sampleBytes == 1 ? static_cast<double>(from[index])
+                            : static_cast<double>(from[2 * index] | from[2 * index + 1] << 8);
+  };
+  const auto store = [&](std::size_t pixel, std::size_t s, double value) {
+    const std::size_t index = indexOf(pixel, s);
+    const auto truncated = static_cast<long long>(value);
+    if (sampleBytes == 1) {
+      to[index] = static_cast<BYTE>(truncated);
+    } else {
+      to[2 * index] = static_cast<BYTE>(truncated);
+      to[2 * index + 1] = static_cast<BYTE>(truncated >> 8);
+    }
+  };
+  const std::size_t first = planar ? samples - 3 : 0;
+  for (std::size_t p = 0; p < pixelsCount; ++p) {
+    const double y = sampleAt(p, first);
+    const double cb = sampleAt(p, first + 1) - 128;
+    const double cr = sampleAt(p, first + 2) - 128;
+    store(p, first, cr * 1.402 + y);
+    store(p, first + 1, y - cb * 0.34414 - cr * 0.71414);
+    store(p, first + 2, cb * 1.772 + y);
+  }
+}
+
 }  // namespace
 
 HWND SelectedWindow() { return g_selectedWindow; }
 void SetSelectedWindow(HWND window) { g_selectedWindow = window; }
 
-Image::Image(const PixelBuffer& source, std::unique_ptr<ImageInfoStrategy> info, PresentationIntent* intent,
-             bool alreadyConverted)
+Image::Image(const FramePixels& source, std::unique_ptr<ImageInfoStrategy> info, PresentationIntent* intent)
     : info_(std::move(info)), intent_(intent) {
   try {
     drawDib_.reset(DrawDibOpen());
@@ -46,115 +84,63 @@ Image::Image(const PixelBuffer& source, std::unique_ptr<ImageInfoStrategy> info,
     tagPen_.reset(pen);
     if (tagPen_) GdipSetPenDashStyle(tagPen_.get(), DashStyleDot);
     ReadPhotometric();
-    CopyPixelData(source, alreadyConverted);
+    CopyPixelData(source);
     InitWindowLevel(false);
   } catch (...) {
-    if (pixels_.owned) delete[] pixels_.data;
     RETHROW_MY_EXCEPTION("The Image constructor failed.");
   }
 }
 
 Image::~Image() {
-  if (pixels_.owned) delete[] pixels_.data;
   if (capturedBitmap_ != nullptr) DeleteObject(capturedBitmap_);
 }
 
-// The interpretation is searched for, not compared, in an order that keeps YBR_FULL_422 from reading
-// as YBR_FULL.
 void Image::ReadPhotometric() {
   try {
     const ImageInfoStrategy::Text text = info_->GetPhotometricInterpretation();
-    if (text.IsNull()) return;
-    const std::string value = ToNarrow(std::u16string_view(text.Get(), text.Length()));
-    const struct {
-      const char* name;
-      int code;
-    } order[] = {{"MONOCHROME1", kPhotometricMonochrome1}, {"MONOCHROME2", kPhotometricMonochrome2},
-                 {"RGB", kPhotometricRgb},                 {"YBR_FULL_422", kPhotometricYbrFull422},
-                 {"YBR_RCT", kPhotometricYbrRct},          {"YBR_FULL", kPhotometricYbrFull}};
-    for (const auto& entry : order) {
-      if (value.find(entry.name) != std::string::npos) {
-        photometric_ = entry.code;
-        return;
-      }
-    }
+    if (!text.IsNull()) photometric_ = PhotometricOf(ToNarrow(text.View()));
   } catch (...) {
     RETHROW_MY_EXCEPTION("Failed to retrieve the image photometric interpretation.");
   }
 }
 
-void Image::CopyPixelData(const PixelBuffer& source, bool alreadyConverted) {
+void Image::CopyPixelData(const FramePixels& source) {
   try {
     // The old block is kept until the new size is known: a copy of the same size (the next frame, a
     // reload) reuses it, since touching fresh memory costs more than the copy on large images.
-    std::unique_ptr<BYTE[]> previous(pixels_.owned ? pixels_.data : nullptr);
-    const std::size_t previousSize = pixels_.size;
-    pixels_ = PixelBuffer{};
+    ByteBlock previous = std::move(pixels_);
+    pixels_ = ByteBlock();
     shutter_.reset();
-    if (source.data == nullptr || source.size == 0) return;
-    const auto rows = static_cast<SHORT>(info_->GetRows());
-    if (rows < 1) THROW_MY_EXCEPTION("Image rows is 0.");
-    const auto columns = static_cast<SHORT>(info_->GetColumns());
-    std::uint32_t samples = info_->GetSamplesPerPixel();
-    if (samples == 0) {
+    const std::span<const BYTE> from = source.Bytes();
+    if (from.empty()) return;
+    if (static_cast<SHORT>(info_->GetRows()) < 1) THROW_MY_EXCEPTION("Image rows is 0.");
+    if (info_->GetSamplesPerPixel() == 0)
       Trace::Instance().Write("Image::CopyPixelData - The image samples per pixel is 0, assuming 1.", 2);
-      samples = 1;
-    }
-    const int bitsStored = info_->GetBitsStored();
-    const std::size_t sampleBytes = bitsStored > 8 ? 2 : 1;
-    const std::size_t count = static_cast<std::size_t>(rows) * static_cast<std::size_t>(columns < 0 ? 0 : columns) *
-                              samples;
-    const std::size_t size = count * sampleBytes;
+    const PixelLayout layout = Layout();
+    const std::size_t size = layout.CopyBytes();
     // The frame view may hold fewer bytes than the shape (a short file): copy what there is, the rest
     // stays zero, and nothing is read past the source.
-    const std::size_t available = std::min<std::size_t>(size, source.size);
-    BYTE* copy = nullptr;
-    if (previous != nullptr && previousSize == size) {
-      copy = previous.release();
+    const std::size_t available = std::min(size, from.size());
+    if (previous.Size() == size) {
+      pixels_ = std::move(previous);
     } else {
-      copy = new (std::nothrow) BYTE[size];
-      if (copy == nullptr) return;  // no pixels; the draw shows nothing
-      AdviseLargeBlock(copy, size);
-    }
-    pixels_ = PixelBuffer{copy, static_cast<std::uint32_t>(size), true};
-    std::memset(copy + available, 0, size - available);
-
-    if (!alreadyConverted && photometric_ == kPhotometricYbrFull && samples >= 3) {
-      std::memset(copy, 0, size);  // samples beyond the three converted stay zero
-      // Y, Cb, Cr to R, G, B, truncated to the sample width without a clamp, so that results wrap.
-      const std::size_t pixelsCount = static_cast<std::size_t>(rows) * static_cast<std::size_t>(columns);
-      const bool planar = info_->GetPlanarConfiguration() == 1;
-      const auto sampleAt = [&](std::size_t pixel, std::uint32_t s) {
-        const std::size_t index = planar ? (s * pixelsCount + pixel) : (pixel * samples + s);
-        if ((index + 1) * sampleBytes > available) return 0.0;
-        return sampleBytes == 1 ? static_cast<double>(source.data[index])
-                                : static_cast<double>(source.data[2 * index] | source.data[2 * index + 1] << 8);
-      };
-      const auto store = [&](std::size_t pixel, std::uint32_t s, double value) {
-        const std::size_t index = planar ? (s * pixelsCount + pixel) : (pixel * samples + s);
-        const auto truncated = static_cast<long long>(value);
-        if (sampleBytes == 1) {
-          copy[index] = static_cast<BYTE>(truncated);
-        } else {
-          copy[2 * index] = static_cast<BYTE>(truncated);
-          copy[2 * index + 1] = static_cast<BYTE>(truncated >> 8);
-        }
-      };
-      const std::uint32_t first = planar ? samples - 3 : 0;
-      for (std::size_t p = 0; p < pixelsCount; ++p) {
-        const double y = sampleAt(p, first);
-        const double cb = sampleAt(p, first + 1) - 128;
-        const double cr = sampleAt(p, first + 2) - 128;
-        store(p, first, cr * 1.402 + y);
-        store(p, first + 1, y - cb * 0.34414 - cr * 0.71414);
-        store(p, first + 2, cb * 1.772 + y);
+      try {
+        pixels_ = ByteBlock::Uninitialised(size);
+      } catch (const std::bad_alloc&) {
+        return;  // no pixels; the draw shows nothing
       }
-      // The loader's cache takes the converted pixels, so that no image converts them twice.
-      std::memcpy(source.data, copy, available);
-    } else {
-      std::memcpy(copy, source.data, available);
+      AdviseLargeBlock(pixels_.Data(), size);
     }
-    shutter_ = std::make_unique<Shutter>(source, info_.get(), photometric_ == kPhotometricMonochrome1);
+    std::memset(pixels_.Data() + available, 0, size - available);
+
+    if (photometric_ == Photometric::YbrFull && layout.samples >= 3 && !source.IsConverted()) {
+      ConvertYbrFullToRgb(layout, from.first(available), pixels_.Span());
+      // The loader's block takes the converted pixels, so that no image converts them twice.
+      source.StoreConverted(pixels_.Span().first(available));
+    } else {
+      std::memcpy(pixels_.Data(), from.data(), available);
+    }
+    shutter_ = std::make_unique<Shutter>(source, info_.get(), photometric_ == Photometric::Monochrome1);
   } catch (const std::bad_alloc&) {
     RETHROW_MY_EXCEPTION("Failed to allocate memory while copying the image pixel data.");
   } catch (...) {
@@ -164,19 +150,10 @@ void Image::CopyPixelData(const PixelBuffer& source, bool alreadyConverted) {
 
 void Image::InitWindowLevel(bool force) {
   if (intent_ == nullptr || (!force && intent_->windowLevel)) return;
-  intent_->windowLevel = ::InitWindowLevel(*info_, pixels_, photometric_);
+  intent_->windowLevel = ::InitWindowLevel(*info_, pixels_.Span(), photometric_);
 }
 
-PixelLayout Image::Layout() const {
-  PixelLayout layout;
-  layout.rows = static_cast<SHORT>(info_->GetRows());
-  layout.columns = static_cast<SHORT>(info_->GetColumns());
-  layout.samples = info_->GetSamplesPerPixel() == 0 ? 1 : info_->GetSamplesPerPixel();
-  layout.bitsStored = info_->GetBitsStored();
-  layout.planarConfiguration = info_->GetPlanarConfiguration();
-  layout.colour = IsColour();
-  return layout;
-}
+PixelLayout Image::Layout() const { return PixelLayout::Of(*info_, photometric_); }
 
 Image::DisplayShape Image::Shape() const {
   DisplayShape shape;
@@ -217,17 +194,36 @@ void Image::CreateBitmapInfo() {
 
 void Image::ApplyWindowLevelLut() {
   if (intent_ == nullptr) return;
-  ::ApplyWindowLevelLut(*info_, pixels_, photometric_, *intent_, nullptr, displayBuffer_);
+  LutInput input;
+  try {
+    input.layout = Layout();
+    input.isSigned = info_->GetPixelRepresentation() != 0;
+    input.rescaleSlope = info_->GetRescaleSlope();
+    input.rescaleIntercept = info_->GetRescaleIntercept();
+  } catch (...) {
+    RETHROW_MY_EXCEPTION("Failed to apply the image window and level.");
+  }
+  input.pixels = pixels_.Span();
+  // The pixels are already turned (ApplyPresentationToPixels), so their shape is the turned one.
+  if (intent_->rotation % 180 != 0) std::swap(input.layout.rows, input.layout.columns);
+  input.palette = intent_->palette;
+  input.invert = intent_->invert != 0;
+  input.filter = intent_->filter;
+  input.threshold = intent_->threshold;
+  // No interface fills the edge-detection set, so the filter finds none.
+  input.edgePoints = nullptr;
+  if (intent_->windowLevel) input.windowLevel = *intent_->windowLevel;
+  ::ApplyWindowLevelLut(input, displayBuffer_);
   appliedWindowLevel_ = intent_->windowLevel;
 }
 
 void Image::PrepareAndDraw(HWND window, bool force, bool fast) {
   if (!IsWindow(window)) return;
-  if (force || !displayBuffer_.bytes) {
+  if (force || displayBuffer_.Empty()) {
     // On the raw copy, before it is turned: shutter shapes are given in raw image coordinates.
     if (shutter_) {
       try {
-        shutter_->Apply(pixels_);
+        shutter_->Apply(pixels_.Span());
       } catch (...) {
         RETHROW_MY_EXCEPTION("Failed to apply the shutter.");
       }
@@ -246,19 +242,19 @@ void Image::PrepareAndDraw(HWND window, bool force, bool fast) {
     CreateBitmapInfo();
     // The display buffer is kept, and the LUT writes over it when it is large enough; without pixels
     // there is nothing to show.
-    if (pixels_.data == nullptr) displayBuffer_ = DisplayBuffer{};
+    if (pixels_.Empty()) displayBuffer_ = DisplayBuffer{};
     ApplyWindowLevelLut();
   }
   Draw(window, fast);
 }
 
-void Image::ReloadPixels(HWND window, const PixelBuffer& source, bool fast) {
-  CopyPixelData(source, true);
+void Image::ReloadPixels(HWND window, const FramePixels& source, bool fast) {
+  CopyPixelData(source);
   PrepareAndDraw(window, true, fast);
 }
 
-void Image::ResetDisplay(HWND window, const PixelBuffer& source) {
-  CopyPixelData(source, true);
+void Image::ResetDisplay(HWND window, const FramePixels& source) {
+  CopyPixelData(source);
   if (intent_ != nullptr) intent_->Reset();
   InitWindowLevel(true);
   PrepareAndDraw(window, true, false);

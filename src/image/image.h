@@ -3,8 +3,9 @@
 // window/level LUT. Every redraw that touches pixels runs the same chain: copy the source pixels,
 // apply the shutter, replay rotation and flips, rebuild the bitmap header, make the display buffer, draw.
 //
-// An Image owns its image info strategy, its shutter, its pixel copy and its display buffer; it shares,
-// and does not own, its presentation intent and the loader's pixels it copies from.
+// An Image owns its image info strategy, its shutter, its pixel copy and its display buffer; it shares
+// the loader's pixels it copies from (see FramePixels), and uses, without owning, its presentation
+// intent.
 #pragma once
 
 #include <memory>
@@ -20,7 +21,8 @@
 #include "ondrel/platform/gdi.h"
 #include "ondrel/platform/gdiplus.h"
 #include "sources/image_info_strategy.h"
-#include "sources/pixel_buffer.h"
+#include "sources/pixel_data.h"
+#include "sources/pixel_layout.h"
 
 // The window whose viewport frame is drawn as selected, process-wide; null at first.
 HWND SelectedWindow();
@@ -29,11 +31,8 @@ void SetSelectedWindow(HWND window);
 class Image {
  public:
   // Copies the pixels of `source` (see CopyPixelData) and sets the first window and level when the
-  // intent has none. `alreadyConverted` says that the source's YBR_FULL pixels were turned into RGB
-  // in place by an earlier image. Throws MyException "The Image constructor failed." around any
-  // failure.
-  Image(const PixelBuffer& source, std::unique_ptr<ImageInfoStrategy> info, PresentationIntent* intent,
-        bool alreadyConverted);
+  // intent has none. Throws MyException "The Image constructor failed." around any failure.
+  Image(const FramePixels& source, std::unique_ptr<ImageInfoStrategy> info, PresentationIntent* intent);
   ~Image();
   Image(const Image&) = delete;
   Image& operator=(const Image&) = delete;
@@ -44,20 +43,20 @@ class Image {
   PresentationIntent* Intent() const { return intent_; }
   void SetIntent(PresentationIntent* intent) { intent_ = intent; }
   const RECT& DisplayRect() const { return displayRect_; }
-  int Photometric() const { return photometric_; }
-  bool IsColour() const { return IsColourPhotometric(photometric_); }
+  Photometric PhotometricInterpretation() const { return photometric_; }
+  bool IsColour() const { return ::IsColour(photometric_); }
   // Rescaled values of every stored value, made at the first draw: entry i is (int)(i * slope +
   // intercept). Empty before, and for bits stored outside 1 to 16.
   const std::vector<int>& HuConverter() const { return huConverter_; }
 
   // Replaces the working copy with the source's pixels: rows x columns x samples, two bytes each when
-  // bits stored exceed 8. Without `alreadyConverted` a YBR_FULL image is converted to RGB, and the
-  // result is written back over the source, which is the loader's cache: a second image made from it
-  // must say it is converted. A source with no data leaves no pixels. Each copy comes with a new
-  // shutter over the source, which blanks the copy at the next preparation while shutters are on.
-  // Throws "Image rows is 0." for an image without rows, wrapped in "The Image copy pixel data
-  // failed.".
-  void CopyPixelData(const PixelBuffer& source, bool alreadyConverted);
+  // bits stored exceed 8. The pixels of a YBR_FULL frame that no image has converted yet are converted
+  // to RGB, and the result is written back over the source, the loader's block, which then records the
+  // frame as converted: the next image made from it takes the colours as they are. A source with no
+  // data leaves no pixels. Each copy comes with a new shutter over the source, which blanks the copy at
+  // the next preparation while shutters are on. Throws "Image rows is 0." for an image without rows,
+  // wrapped in "The Image copy pixel data failed.".
+  void CopyPixelData(const FramePixels& source);
   // Sets the intent's window and level from the image (from the file, else from the pixels) when
   // `force` or when the intent has none.
   void InitWindowLevel(bool force);
@@ -65,15 +64,18 @@ class Image {
   // rotation and flips on the pixels, rebuilds the bitmap header and the display buffer. Then draws,
   // fast or full. A shutter failure is thrown as "Failed to apply the shutter." with the cause inside.
   void PrepareAndDraw(HWND window, bool force, bool fast);
-  // CopyPixelData(source, true), then PrepareAndDraw(window, true, fast).
-  void ReloadPixels(HWND window, const PixelBuffer& source, bool fast);
-  // CopyPixelData(source, true), the intent reset to its defaults, window and level set anew, and a
-  // full draw.
-  void ResetDisplay(HWND window, const PixelBuffer& source);
+  // CopyPixelData(source), then PrepareAndDraw(window, true, fast).
+  void ReloadPixels(HWND window, const FramePixels& source, bool fast);
+  // CopyPixelData(source), the intent reset to its defaults, window and level set anew, and a full
+  // draw.
+  void ResetDisplay(HWND window, const FramePixels& source);
   // Rebuilds the display buffer from the pixels under the intent's window, level, invert and palette.
   void ApplyWindowLevelLut();
 
-  const PixelBuffer& Pixels() const { return pixels_; }
+  // The working copy, turned as the intent says once prepared; empty without pixels.
+  std::span<const BYTE> Pixels() const { return pixels_.Span(); }
+  // The layout of the raw image (rows and columns before any turn).
+  PixelLayout Layout() const;
   // The shape of the display buffer: the raw image's rows and columns padded to multiples of 4
   // (`paddedRows`, `paddedColumns`), the buffer's width and height (the padded sizes, exchanged for a
   // quarter turn), and its bytes a pixel: 3 for a palette on a grey image, else the samples per pixel
@@ -88,7 +90,7 @@ class Image {
   DisplayShape Shape() const;
   // The 8-bit (grey) or 24-bit (palette, colour) display buffer, bottom-up with rows padded to a
   // multiple of 4 pixels; null before the first draw.
-  const BYTE* DisplayBits() const { return displayBuffer_.bytes.get(); }
+  const BYTE* DisplayBits() const { return displayBuffer_.Data(); }
   // The display buffer's bitmap header (with the grey table for an 8-bit header), made on first use.
   const BITMAPINFO* BitmapInfo() {
     if (bitmapInfo_.empty()) CreateBitmapInfo();
@@ -113,7 +115,6 @@ class Image {
   void CreateBitmapInfo();
   void FullDraw(HWND window);
   void DrawTagMark(HWND window, Gdiplus::GpGraphics* graphics, const RECT& client);
-  PixelLayout Layout() const;
 
   struct DrawDibCloser {
     void operator()(HDRAWDIB handle) const { DrawDibClose(handle); }
@@ -130,7 +131,7 @@ class Image {
 
   std::unique_ptr<ImageInfoStrategy> info_;
   std::unique_ptr<Shutter> shutter_;  // made with each pixel copy, over the source it copies
-  PixelBuffer pixels_;  // the working copy, owned (freed with delete[])
+  ByteBlock pixels_;  // the working copy
   DisplayBuffer displayBuffer_;
   std::unique_ptr<std::remove_pointer_t<HDRAWDIB>, DrawDibCloser> drawDib_;
   std::vector<BYTE> bitmapInfo_;  // BITMAPINFOHEADER, with the grey table for an 8-bit header
@@ -142,6 +143,6 @@ class Image {
   std::vector<int> huConverter_;
   PresentationIntent* intent_ = nullptr;
   std::optional<WindowLevel> appliedWindowLevel_;
-  int photometric_ = kPhotometricUnknown;
+  Photometric photometric_ = Photometric::Unknown;
   HBITMAP capturedBitmap_ = nullptr;
 };

@@ -41,9 +41,9 @@ Rect ToRect(const RECT& r) { return Rect(r.left, r.top, r.right - r.left, r.bott
 }  // namespace
 
 void Image::Draw(HWND window, bool fast) {
-  if (!displayBuffer_.bytes) return;
+  if (displayBuffer_.Empty()) return;
   if (fast) {
-    FastDraw(window, displayBuffer_.bytes.get());
+    FastDraw(window, displayBuffer_.Data());
     return;
   }
   try {
@@ -63,7 +63,7 @@ void Image::FullDraw(HWND window) {
   if (client.bottom - client.top == 0 || client.right - client.left == 0) return;
 
   GpBitmap* made = nullptr;
-  GdipCreateBitmapFromGdiDib(reinterpret_cast<const BITMAPINFO*>(bitmapInfo_.data()), displayBuffer_.bytes.get(), &made);
+  GdipCreateBitmapFromGdiDib(reinterpret_cast<const BITMAPINFO*>(bitmapInfo_.data()), displayBuffer_.Data(), &made);
   const std::unique_ptr<GpBitmap, BitmapDisposer> bitmap(made);
   GpGraphics* graphicsMade = nullptr;
   GdipCreateFromHWND(window, &graphicsMade);

@@ -176,8 +176,12 @@ void WritePictureAsDicom(Picture picture, ImageInfoStrategy& strategy) {
 
     // A DICOM value has an even length: an odd pixel count is followed by one zero byte.
     const auto valueLength = static_cast<std::uint32_t>((size + 1) / 2 * 2);
-    std::unique_ptr<std::uint8_t[]> pixels(new (std::nothrow) std::uint8_t[valueLength]());
-    if (!pixels) THROW_MY_EXCEPTION("Failed to allocate memory for pixel data.");
+    std::unique_ptr<std::uint8_t[]> pixels;
+    try {
+      pixels = std::make_unique<std::uint8_t[]>(valueLength);
+    } catch (const std::bad_alloc&) {
+      THROW_MY_EXCEPTION("Failed to allocate memory for pixel data.");
+    }
     for (UINT y = 0; y < height; ++y) {
       const BYTE* source = static_cast<const BYTE*>(locked.Scan0) + static_cast<std::ptrdiff_t>(y) * locked.Stride;
       std::uint8_t* target = &pixels[std::size_t{y} * width * 3];
@@ -251,7 +255,7 @@ void SaveImageAsDICOMFile(HWND, const char16_t* fileName, std::unique_ptr<ImageI
   PresentationIntent intent;
   // The image's DICOM save has nothing to write. The image lives only for this call: nothing holds it
   // afterwards, so it goes here with its intent.
-  const Image image(PixelBuffer{}, std::move(strategy), &intent, false);
+  const Image image(FramePixels{}, std::move(strategy), &intent);
 }
 
 void SaveConsultImage(Image& image, HWND window, ImageInfoStrategy* strategy) {
@@ -275,7 +279,7 @@ void SaveConsultImage(Image& image, HWND window, ImageInfoStrategy* strategy) {
 void ImportImageAsDICOMFile(const char16_t* fileName, std::unique_ptr<ImageInfoStrategy> strategy) {
   if (fileName == nullptr || !strategy) THROW_MY_EXCEPTION("The Image renderer received an invalid pointer.");
   PresentationIntent intent;
-  Image image(PixelBuffer{}, std::move(strategy), &intent, false);
+  Image image(FramePixels{}, std::move(strategy), &intent);
   try {
     GpBitmap* made = nullptr;
     // A file that can't be read leaves a bitmap in an error state: it counts as no picture.

@@ -86,8 +86,13 @@ void MagnifyingGlass(Image& image, HWND window, POINT pt) {
   if (left >= right || top >= bottom) return;
 
   const std::size_t rowBytes = static_cast<std::size_t>(samples * bw);
-  const std::unique_ptr<BYTE[]> glass(new (std::nothrow) BYTE[rowBytes * static_cast<std::size_t>(bh)]());
-  if (!glass) THROW_MY_EXCEPTION("Failed to allocate memory for the magnifying glass pixel data.");
+  ByteBlock block;
+  try {
+    block = ByteBlock::Zeroed(rowBytes * static_cast<std::size_t>(bh));
+  } catch (const std::bad_alloc&) {
+    THROW_MY_EXCEPTION("Failed to allocate memory for the magnifying glass pixel data.");
+  }
+  BYTE* const glass = block.Data();
 
   const long long m = Preferences().userMagGlassMagnification;
   const long long tl = centre.x - hw * m;
@@ -142,5 +147,5 @@ void MagnifyingGlass(Image& image, HWND window, POINT pt) {
       }
     }
   }
-  image.FastDraw(window, glass.get());
+  image.FastDraw(window, glass);
 }

@@ -22,8 +22,8 @@ class ElementIndex {
   ElementIndex(const PixelLayout& layout, std::size_t planeSize)
       : samples_(static_cast<std::size_t>(std::max(layout.samples, 1))),
         planeSize_(planeSize),
-        colour_(layout.colour),
-        planar_(layout.colour && layout.planarConfiguration == 1) {}
+        colour_(layout.Colour()),
+        planar_(layout.Colour() && layout.planarConfiguration == 1) {}
 
   // How many samples of a pixel travel on their own.
   std::size_t Samples() const { return colour_ ? samples_ : 1; }
@@ -91,16 +91,16 @@ void PresentationIntent::ApplyUserRotationFlip(ImageRotationFlipEnum op) {
   if (op == ROTATE_RIGHT || op == ROTATE_LEFT) std::swap(flipX, flipY);
 }
 
-bool RotateFlipPixels(PresentationIntent& intent, PixelBuffer& pixels, const PixelLayout& layout,
+bool RotateFlipPixels(PresentationIntent& intent, ByteBlock& pixels, const PixelLayout& layout,
                       ImageRotationFlipEnum op) {
-  if (pixels.data == nullptr || op < ROTATE_RIGHT || op > FLIP_LR || layout.rows <= 0 || layout.columns <= 0)
+  if (pixels.Empty() || op < ROTATE_RIGHT || op > FLIP_LR || layout.rows <= 0 || layout.columns <= 0)
     return false;
   std::size_t rows = static_cast<std::size_t>(layout.rows);
   std::size_t columns = static_cast<std::size_t>(layout.columns);
   if (intent.rotation % 180 != 0) std::swap(rows, columns);
-  const std::size_t width = layout.bitsStored < 9 ? 1 : 2;
+  const std::size_t width = layout.ElementBytes();
   const ElementIndex index(layout, rows * columns);
-  if (index.Elements() * width > pixels.size)
+  if (index.Elements() * width > pixels.Size())
     THROW_MY_EXCEPTION("The pixel data is smaller than the image it describes.");
 
   if (op == FLIP_UD || op == FLIP_LR) {
@@ -110,37 +110,39 @@ bool RotateFlipPixels(PresentationIntent& intent, PixelBuffer& pixels, const Pix
       for (std::size_t i = 0; i < rows / 2; ++i)
         for (std::size_t j = 0; j < columns; ++j)
           for (std::size_t s = 0; s < index.Samples(); ++s)
-            SwapElements(pixels.data, index(i * columns + j, s), index((rows - 1 - i) * columns + j, s), width);
+            SwapElements(pixels.Data(), index(i * columns + j, s), index((rows - 1 - i) * columns + j, s), width);
     } else {
       for (std::size_t i = 0; i < rows; ++i)
         for (std::size_t j = 0; j < columns / 2; ++j)
           for (std::size_t s = 0; s < index.Samples(); ++s)
-            SwapElements(pixels.data, index(i * columns + j, s), index(i * columns + columns - 1 - j, s), width);
+            SwapElements(pixels.Data(), index(i * columns + j, s), index(i * columns + columns - 1 - j, s), width);
     }
     return true;
   }
 
   // The turned picture is `rows` wide and `columns` high; its plane has the same size.
-  BYTE* turned = new (std::nothrow) BYTE[pixels.size]();
-  if (turned == nullptr) THROW_MY_EXCEPTION("Failed to allocate memory while turning the image pixels.");
+  ByteBlock turned;
+  try {
+    turned = ByteBlock::Zeroed(pixels.Size());
+  } catch (const std::bad_alloc&) {
+    THROW_MY_EXCEPTION("Failed to allocate memory while turning the image pixels.");
+  }
   for (std::size_t i = 0; i < rows; ++i) {
     for (std::size_t j = 0; j < columns; ++j) {
       const std::size_t from = i * columns + j;
       const std::size_t to = op == ROTATE_RIGHT ? j * rows + (rows - 1 - i) : (columns - 1 - j) * rows + i;
       for (std::size_t s = 0; s < index.Samples(); ++s)
-        std::memcpy(turned + index(to, s) * width, pixels.data + index(from, s) * width, width);
+        std::memcpy(turned.Data() + index(to, s) * width, pixels.Data() + index(from, s) * width, width);
     }
   }
-  if (pixels.owned) delete[] pixels.data;
-  pixels.data = turned;
-  pixels.owned = true;
+  pixels = std::move(turned);
   intent.UpdateRotationFlip(op);
   return true;
 }
 
-void ApplyPresentationToPixels(PresentationIntent& intent, PixelBuffer& pixels, const PixelLayout& layout) {
+void ApplyPresentationToPixels(PresentationIntent& intent, ByteBlock& pixels, const PixelLayout& layout) {
   // Without pixels there is nothing to replay, and clearing the state first would lose it.
-  if (pixels.data == nullptr) return;
+  if (pixels.Empty()) return;
   const PresentationIntent found = intent;
   try {
     switch (intent.rotation) {

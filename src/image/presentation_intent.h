@@ -10,11 +10,12 @@
 #include <optional>
 #include <string>
 
+#include "foundation/byte_block.h"
 #include "image/window_level.h"
 #include "ondrel/ondrel.h"
 #include "ondrel/platform/windows.h"
 #include "ondrel/platform/wintypes.h"
-#include "sources/pixel_buffer.h"
+#include "sources/pixel_layout.h"
 
 struct PresentationIntent {
   SHORT rotation = 0;  // degrees: 0, 90, 180 or 270
@@ -45,30 +46,21 @@ struct PresentationIntent {
   void ApplyUserRotationFlip(ImageRotationFlipEnum op);
 };
 
-// The shape of an image's working pixels as the image describes them, before any turn.
-struct PixelLayout {
-  LONG rows = 0;     // of the raw image
-  LONG columns = 0;  // of the raw image
-  int samples = 1;
-  int bitsStored = 8;  // elements are one byte below 9 bits, else two
-  int planarConfiguration = 0;
-  bool colour = false;  // colour samples travel each in its own plane or slot; grey ones use the plain index
-};
-
 // Performs one operation on `pixels` and records it in `intent`. The pixels are taken to be in the
-// shape the intent's rotation gives them (rows and columns swapped at 90 and 270 degrees).
-// A rotation puts the turned picture into a new block of the same recorded size (the old one is freed
-// when owned; the new one is owned) and then calls UpdateRotationFlip; a flip toggles its flag and
-// swaps rows or columns in place. Nothing happens when `pixels` has no data or `op` is ROT_FLIP_NONE.
+// shape the intent's rotation gives them (rows and columns swapped at 90 and 270 degrees); `layout`
+// describes the raw image. Colour samples travel each in its own plane or slot; grey ones use the
+// plain index. A rotation puts the turned picture into a new block of the same size, which replaces
+// the old one, and then calls UpdateRotationFlip; a flip toggles its flag and swaps rows or columns in
+// place. Nothing happens when `pixels` has no data or `op` is ROT_FLIP_NONE.
 // Returns true when the pixels were changed, so the caller's display buffer no longer matches them.
 // Throws MyException when `pixels` holds fewer bytes than the layout needs, or when memory for a
 // rotation can't be had.
-bool RotateFlipPixels(PresentationIntent& intent, PixelBuffer& pixels, const PixelLayout& layout,
+bool RotateFlipPixels(PresentationIntent& intent, ByteBlock& pixels, const PixelLayout& layout,
                       ImageRotationFlipEnum op);
 
 // Replays `intent` on freshly copied raw pixels: the rotation as quarter turns, then the flips. The
 // intent is left as it was found. Failures as RotateFlipPixels.
-void ApplyPresentationToPixels(PresentationIntent& intent, PixelBuffer& pixels, const PixelLayout& layout);
+void ApplyPresentationToPixels(PresentationIntent& intent, ByteBlock& pixels, const PixelLayout& layout);
 
 // Where the picture goes in a client rectangle: at zoom 0 one image pixel per screen pixel from the
 // client's corner; otherwise fitted and centred, then grown or shrunk about its centre by zoom / 100,

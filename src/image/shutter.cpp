@@ -33,7 +33,8 @@ LONG ReadVertex(const std::string& text) { return static_cast<LONG>(std::strtol(
 bool ShutterApplied() { return g_shutterApplied; }
 void SetShutterApplied(bool applied) { g_shutterApplied = applied; }
 
-Shutter::Shutter(const PixelBuffer& source, ImageInfoStrategy* info, bool monochrome1) : source_(source), info_(info) {
+Shutter::Shutter(FramePixels source, ImageInfoStrategy* info, bool monochrome1)
+    : source_(std::move(source)), info_(info) {
   if (info_ == nullptr) return;
   rows_ = static_cast<SHORT>(info_->GetRows());
   columns_ = static_cast<SHORT>(info_->GetColumns());
@@ -42,16 +43,16 @@ Shutter::Shutter(const PixelBuffer& source, ImageInfoStrategy* info, bool monoch
   if (monochrome1 && blankValue_ == 0) blankValue_ = LargestStoredValue(bits_);
 }
 
-void Shutter::Apply(const PixelBuffer& target) {
+void Shutter::Apply(std::span<BYTE> target) {
   const bool wanted = ShutterApplied();
   if (applied_ == wanted) return;
   applied_ = wanted;
   target_ = target;
   if (!wanted) {
-    if (source_.data != nullptr) Restore();
+    if (!source_.Empty()) Restore();
     return;
   }
-  if (source_.data == nullptr || target_.data == nullptr || info_ == nullptr) return;
+  if (source_.Empty() || target_.empty() || info_ == nullptr) return;
   std::string shape = NarrowOf(info_->GetShutterShape());
   if (shape.empty()) return;
   Restore();
@@ -65,25 +66,26 @@ void Shutter::Apply(const PixelBuffer& target) {
 // The raw pixels back over the working copy: rows x columns x samples elements, two bytes each when the
 // high bit is above 7. Never more than either block holds, since a short file gives a short source.
 void Shutter::Restore() {
-  if (source_.data == nullptr || target_.data == nullptr || info_ == nullptr) return;
+  if (source_.Empty() || target_.empty() || info_ == nullptr) return;
   // No samples reads as one, as the image's own copy takes it.
   const std::size_t samples = std::max<USHORT>(info_->GetSamplesPerPixel(), 1);
   const std::size_t elements = static_cast<std::size_t>(std::max<SHORT>(rows_, 0)) *
                                static_cast<std::size_t>(std::max<SHORT>(columns_, 0)) * samples;
   const std::size_t bytes = elements * (info_->GetHighBit() > 7 ? 2 : 1);
-  std::memcpy(target_.data, source_.data, std::min<std::size_t>({bytes, source_.size, target_.size}));
+  const std::span<const std::uint8_t> source = source_.Bytes();
+  std::memcpy(target_.data(), source.data(), std::min<std::size_t>({bytes, source.size(), target_.size()}));
 }
 
 void Shutter::Blank(LONG row, LONG column) {
   const std::size_t index = static_cast<std::size_t>(row) * static_cast<std::size_t>(columns_) +
                             static_cast<std::size_t>(column);
   if (bits_ < 9) {
-    if (index < target_.size) target_.data[index] = static_cast<BYTE>(blankValue_);
+    if (index < target_.size()) target_[index] = static_cast<BYTE>(blankValue_);
     return;
   }
-  if (2 * index + 1 >= target_.size) return;
-  target_.data[2 * index] = static_cast<BYTE>(blankValue_);
-  target_.data[2 * index + 1] = static_cast<BYTE>(blankValue_ >> 8);
+  if (2 * index + 1 >= target_.size()) return;
+  target_[2 * index] = static_cast<BYTE>(blankValue_);
+  target_[2 * index + 1] = static_cast<BYTE>(blankValue_ >> 8);
 }
 
 // The circle is stretched in y by the image's aspect (columns / rows), so on a non-square image it is

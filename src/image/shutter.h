@@ -12,9 +12,11 @@
 // interleaved samples.
 #pragma once
 
+#include <span>
+
 #include "ondrel/platform/wintypes.h"
 #include "sources/image_info_strategy.h"
-#include "sources/pixel_buffer.h"
+#include "sources/pixel_data.h"
 
 // Whether shutters are shown, process-wide; true at first.
 bool ShutterApplied();
@@ -23,11 +25,11 @@ void SetShutterApplied(bool applied);
 class Shutter {
  public:
   // Reads rows, columns, bits stored and the presentation value from `info`, which must outlive the
-  // shutter (a null `info` makes a shutter that blanks nothing). `source` is the loader's view of the
-  // raw pixels, not owned, which must hold them while the shutter may restore from it. For
-  // MONOCHROME1 a presentation value of 0 becomes the largest stored value, so that the blank shows
-  // black once the display inverts the image. Throws what the strategy throws.
-  Shutter(const PixelBuffer& source, ImageInfoStrategy* info, bool monochrome1);
+  // shutter (a null `info` makes a shutter that blanks nothing). `source` is the frame of the raw
+  // pixels the working copy was made from; the shutter shares it, to restore from it. For MONOCHROME1
+  // a presentation value of 0 becomes the largest stored value, so that the blank shows black once
+  // the display inverts the image. Throws what the strategy throws.
+  Shutter(FramePixels source, ImageInfoStrategy* info, bool monochrome1);
 
   // Brings `target` (the working copy) in line with the process-wide switch. Nothing when this shutter
   // already stands as the switch does. Switched off: the working copy is restored from the source.
@@ -35,7 +37,7 @@ class Shutter {
   // text blanks nothing. Throws MyException "Invalid polygonal shutter: The vertices don't come in
   // paires." for a polygon whose vertex list does not come in row and column pairs, and what the
   // strategy throws.
-  void Apply(const PixelBuffer& target);
+  void Apply(std::span<BYTE> target);
 
  private:
   void Restore();
@@ -45,8 +47,8 @@ class Shutter {
   void ApplyPolygonal();
 
   bool applied_ = false;
-  PixelBuffer source_;
-  PixelBuffer target_;
+  FramePixels source_;
+  std::span<BYTE> target_;
   ImageInfoStrategy* info_ = nullptr;
   SHORT rows_ = 0;
   SHORT columns_ = 0;

@@ -15,22 +15,18 @@
 #include "image/lut_kernels.h"
 #include "image/palettes.h"
 #include "ondrel/platform/system.h"
-#include "image/presentation_intent.h"
 #include "sources/image_info_strategy.h"
 
 namespace {
 
-// One stored element: a byte below 9 bits stored, else two little-endian bytes.
-int ElementBytes(int bitsStored) { return bitsStored < 9 ? 1 : 2; }
-
-// Kept as images of this workstation have always been read: YBR_FULL pixels take one byte only when
-// exactly 8 bits are stored.
-int LutElementBytes(int bitsStored, int photometric) {
-  if (photometric == kPhotometricYbrFull) return bitsStored == 8 ? 1 : 2;
-  return ElementBytes(bitsStored);
+// The width of the elements the LUT reads: the layout's, except that, kept as images of this
+// workstation have always been read, YBR_FULL pixels take one byte only when exactly 8 bits are stored.
+std::size_t LutElementBytes(const PixelLayout& layout) {
+  if (layout.photometric == Photometric::YbrFull) return layout.bitsStored == 8 ? 1 : 2;
+  return layout.ElementBytes();
 }
 
-std::int64_t ReadElement(const BYTE* pixels, std::size_t index, int bytes) {
+std::int64_t ReadElement(const BYTE* pixels, std::size_t index, std::size_t bytes) {
   if (bytes == 1) return pixels[index];
   const BYTE* at = pixels + 2 * index;
   return static_cast<std::int64_t>(at[0] | (at[1] << 8));
@@ -56,7 +52,7 @@ std::size_t Padded(LONG size) { return (static_cast<std::size_t>(size) + 3) & ~s
 class ValueMapper {
  public:
   ValueMapper(const LutInput& input, bool invert) : invert_(invert) {
-    const BitRange bits = RangeOf(input.bitsStored);
+    const BitRange bits = RangeOf(input.layout.bitsStored);
     isSigned_ = input.isSigned;
     signBit_ = bits.signBit;
     range_ = bits.range;
@@ -113,13 +109,13 @@ std::int64_t StoredFilterValue(LONG modality, double intercept, double slope) {
 // Without a filter a byte depends on the stored element alone, so a large image is mapped once per
 // possible element value instead of once per sample. Empty when the image maps sample by sample.
 std::size_t ValueTableSize(const LutInput& input, std::size_t samplesToMap) {
-  const std::size_t possibleValues = std::size_t{1} << (8 * LutElementBytes(input.bitsStored, input.photometric));
+  const std::size_t possibleValues = std::size_t{1} << (8 * LutElementBytes(input.layout));
   return input.filter == 0 && samplesToMap >= possibleValues ? possibleValues : 0;
 }
 
 // The display byte of every possible element, for the images that map through a table.
 void FillValueTable(const LutInput& input, std::vector<BYTE>& valueTable) {
-  const bool invert = input.invert != (input.photometric == kPhotometricMonochrome1);
+  const bool invert = input.invert != (input.layout.photometric == Photometric::Monochrome1);
   const ValueMapper map(input, invert);
   for (std::size_t v = 0; v < valueTable.size(); ++v) valueTable[v] = map(static_cast<std::int64_t>(v));
 }
@@ -128,16 +124,16 @@ void FillValueTable(const LutInput& input, std::vector<BYTE>& valueTable) {
 // up, written blue, green, red, as the plain mapping writes it.
 template <typename Element>
 void WriteColourThroughTable(const LutInput& input, const std::vector<BYTE>& table, BYTE* display) {
-  const std::size_t rows = static_cast<std::size_t>(input.rows);
-  const std::size_t columns = static_cast<std::size_t>(input.columns);
-  const std::size_t paddedRows = Padded(input.rows);
-  const std::size_t rowBytes = Padded(input.columns) * 3;
+  const std::size_t rows = static_cast<std::size_t>(input.layout.rows);
+  const std::size_t columns = static_cast<std::size_t>(input.layout.columns);
+  const std::size_t paddedRows = Padded(input.layout.rows);
+  const std::size_t rowBytes = Padded(input.layout.columns) * 3;
   const std::size_t planeSize = rows * columns;
-  const auto* elements = reinterpret_cast<const Element*>(input.pixels);
+  const auto* elements = reinterpret_cast<const Element*>(input.pixels.data());
   const BYTE* lookup = table.data();
   for (std::size_t r = 0; r < rows; ++r) {
     BYTE* out = display + (paddedRows - 1 - r) * rowBytes;
-    if (input.planarConfiguration == 1) {
+    if (input.layout.planarConfiguration == 1) {
       const Element* red = elements + r * columns;
       const Element* green = red + planeSize;
       const Element* blue = green + planeSize;
@@ -158,18 +154,18 @@ void WriteColourThroughTable(const LutInput& input, const std::vector<BYTE>& tab
 }
 
 void WriteDisplay(const LutInput& input, std::vector<BYTE>& valueTable, BYTE* display) {
-  const BYTE* pixels = input.pixels;
-  const bool colour = IsColourPhotometric(input.photometric);
-  const bool invert = input.invert != (input.photometric == kPhotometricMonochrome1);
+  const BYTE* pixels = input.pixels.data();
+  const bool colour = IsColour(input.layout.photometric);
+  const bool invert = input.invert != (input.layout.photometric == Photometric::Monochrome1);
   const ValueMapper map(input, invert);
-  const std::size_t rows = static_cast<std::size_t>(input.rows);
-  const std::size_t columns = static_cast<std::size_t>(input.columns);
-  const std::size_t paddedRows = Padded(input.rows);
-  const std::size_t paddedColumns = Padded(input.columns);
-  const std::size_t samples = static_cast<std::size_t>(std::max(input.samples, 1));
+  const std::size_t rows = static_cast<std::size_t>(input.layout.rows);
+  const std::size_t columns = static_cast<std::size_t>(input.layout.columns);
+  const std::size_t paddedRows = Padded(input.layout.rows);
+  const std::size_t paddedColumns = Padded(input.layout.columns);
+  const std::size_t samples = static_cast<std::size_t>(std::max(input.layout.samples, 1));
   const std::size_t planeSize = rows * columns;
-  const bool planar = colour && input.planarConfiguration == 1;
-  const int elementBytes = LutElementBytes(input.bitsStored, input.photometric);
+  const bool planar = colour && input.layout.planarConfiguration == 1;
+  const std::size_t elementBytes = LutElementBytes(input.layout);
   const PaletteTable* table = FindPalette(input.palette);
   const bool paletteOnGrey = input.palette != 0 && !colour;
   const std::size_t destinationSamples = paletteOnGrey ? 3 : samples;
@@ -180,12 +176,12 @@ void WriteDisplay(const LutInput& input, std::vector<BYTE>& valueTable, BYTE* di
   std::int64_t filterLow = 0;
   std::int64_t filterHigh = 0;
   if (input.filter != 0) {
-    const PixelRange range = CalculateMinMaxPixelValues(pixels, input.pixelBytes, planeSize, input.bitsStored,
+    const PixelRange range = CalculateMinMaxPixelValues(input.pixels, planeSize, input.layout.bitsStored,
                                                         input.isSigned, input.rescaleSlope, input.rescaleIntercept);
     filterLow = StoredFilterValue(range.min, input.rescaleIntercept, slope);
     filterHigh = StoredFilterValue(range.max, input.rescaleIntercept, slope);
   }
-  const BitRange bits = RangeOf(input.bitsStored);
+  const BitRange bits = RangeOf(input.layout.bitsStored);
   FillValueTable(input, valueTable);
 
   std::size_t rowOffset = (paddedRows - 1) * paddedColumns;
@@ -244,17 +240,17 @@ void WriteDisplay(const LutInput& input, std::vector<BYTE>& valueTable, BYTE* di
 // The display rows of a grey image through the kernel, bottom-up; a palette turns each byte into its
 // three-byte entry through a row of scratch.
 void WriteGreyThroughKernel(const LutInput& input, const GreyWindowKernel& kernel, BYTE* display) {
-  const std::size_t rows = static_cast<std::size_t>(input.rows);
-  const std::size_t columns = static_cast<std::size_t>(input.columns);
-  const std::size_t paddedColumns = Padded(input.columns);
-  const std::size_t paddedRows = Padded(input.rows);
-  const std::size_t elementBytes = static_cast<std::size_t>(ElementBytes(input.bitsStored));
+  const std::size_t rows = static_cast<std::size_t>(input.layout.rows);
+  const std::size_t columns = static_cast<std::size_t>(input.layout.columns);
+  const std::size_t paddedColumns = Padded(input.layout.columns);
+  const std::size_t paddedRows = Padded(input.layout.rows);
+  const std::size_t elementBytes = input.layout.ElementBytes();
   const PaletteTable* table = FindPalette(input.palette);
   const bool palette = input.palette != 0;
   std::vector<BYTE> scratch(palette ? columns : 0);
   const std::size_t rowBytes = paddedColumns * (palette ? 3 : 1);
   for (std::size_t r = 0; r < rows; ++r) {
-    const BYTE* source = input.pixels + r * columns * elementBytes;
+    const BYTE* source = input.pixels.data() + r * columns * elementBytes;
     BYTE* destination = display + (paddedRows - 1 - r) * rowBytes;
     BYTE* mapped = palette ? scratch.data() : destination;
     if (elementBytes == 1)
@@ -309,8 +305,8 @@ std::optional<float> EquivalentFloatFactor(double factor, std::int32_t span) {
 
 std::optional<GreyWindowKernel> GreyKernelFor(const LutInput& input) {
   static_assert(std::endian::native == std::endian::little, "the kernels read two-byte elements in place");
-  if (input.filter != 0 || IsColourPhotometric(input.photometric) || std::max(input.samples, 1) != 1) return {};
-  if (input.bitsStored < 1 || input.bitsStored > 16 || input.windowLevel.window <= 0) return {};
+  if (input.filter != 0 || IsColour(input.layout.photometric) || std::max(input.layout.samples, 1) != 1) return {};
+  if (input.layout.bitsStored < 1 || input.layout.bitsStored > 16 || input.windowLevel.window <= 0) return {};
   constexpr double kLimit = 1 << 30;
   const WindowLevel& wl = input.windowLevel;
   const std::int64_t low = std::int64_t{wl.level} - wl.window / 2;
@@ -322,7 +318,7 @@ std::optional<GreyWindowKernel> GreyKernelFor(const LutInput& input) {
   if (!(std::abs(static_cast<double>(slope)) * 65536.0 + std::abs(intercept) < kLimit / 2)) return {};
 
   GreyWindowKernel kernel;
-  kernel.signBit = input.isSigned ? std::int32_t{1} << (input.bitsStored - 1) : 0;
+  kernel.signBit = input.isSigned ? std::int32_t{1} << (input.layout.bitsStored - 1) : 0;
   // With a slope of exactly 1 and a whole intercept, the float product and double sum are exact.
   kernel.integralRescale = slope == 1.0F && intercept == std::trunc(intercept);
   kernel.interceptInteger = static_cast<std::int32_t>(intercept);
@@ -335,19 +331,19 @@ std::optional<GreyWindowKernel> GreyKernelFor(const LutInput& input) {
     kernel.useFloatFactor = true;
     kernel.floatFactor = *f;
   }
-  const bool invert = input.invert != (input.photometric == kPhotometricMonochrome1);
+  const bool invert = input.invert != (input.layout.photometric == Photometric::Monochrome1);
   kernel.invertMask = invert ? 0xFF : 0x00;
   return kernel;
 }
 
-PixelRange CalculateMinMaxPixelValues(const BYTE* pixels, std::size_t byteSize, std::size_t count, int bitsStored,
-                                      bool isSigned, double slope, double intercept) {
+PixelRange CalculateMinMaxPixelValues(std::span<const BYTE> pixels, std::size_t count, int bitsStored, bool isSigned,
+                                      double slope, double intercept) {
   try {
     PixelRange range;
-    if (pixels == nullptr) return range;
-    const int elementBytes = ElementBytes(bitsStored);
+    if (pixels.empty()) return range;
+    const std::size_t elementBytes = bitsStored < 9 ? 1 : 2;
     const BitRange bits = RangeOf(bitsStored);
-    const std::size_t available = byteSize / static_cast<std::size_t>(elementBytes);
+    const std::size_t available = pixels.size() / elementBytes;
     const std::size_t samples = std::min(count, available);
     if (samples == 0) return range;
     // The rescale keeps the order of the stored values (each rounding does), or reverses it for a
@@ -357,9 +353,9 @@ PixelRange CalculateMinMaxPixelValues(const BYTE* pixels, std::size_t byteSize, 
     std::int32_t smallest = 0;
     std::int32_t largest = 0;
     if (elementBytes == 1)
-      StoredExtremes(pixels, samples, signBit, smallest, largest);
+      StoredExtremes(pixels.data(), samples, signBit, smallest, largest);
     else
-      StoredExtremes(reinterpret_cast<const std::uint16_t*>(pixels), samples, signBit, smallest, largest);
+      StoredExtremes(reinterpret_cast<const std::uint16_t*>(pixels.data()), samples, signBit, smallest, largest);
     const auto modality = [&](std::int32_t sample) {
       return static_cast<LONG>(static_cast<double>(sample) * slope + intercept);
     };
@@ -373,28 +369,28 @@ PixelRange CalculateMinMaxPixelValues(const BYTE* pixels, std::size_t byteSize, 
   }
 }
 
-PixelRange CalculateMinMaxPixelValues(ImageInfoStrategy& info, const PixelBuffer& pixels) {
+PixelRange CalculateMinMaxPixelValues(ImageInfoStrategy& info, std::span<const BYTE> pixels) {
   try {
     const std::size_t count = static_cast<std::size_t>(info.GetRows()) * info.GetColumns();
     const int bitsStored = info.GetBitsStored();
     const bool isSigned = info.GetPixelRepresentation() != 0;
     const double slope = info.GetRescaleSlope();
     const double intercept = info.GetRescaleIntercept();
-    return CalculateMinMaxPixelValues(pixels.data, pixels.size, count, bitsStored, isSigned, slope, intercept);
+    return CalculateMinMaxPixelValues(pixels, count, bitsStored, isSigned, slope, intercept);
   } catch (...) {
     RETHROW_MY_EXCEPTION("Failed to calculate the image minimum and maximum pixel values.");
   }
 }
 
-WindowLevel InitWindowLevel(ImageInfoStrategy& info, const PixelBuffer& pixels, int photometric) {
+WindowLevel InitWindowLevel(ImageInfoStrategy& info, std::span<const BYTE> pixels, Photometric photometric) {
   WindowLevel result;
   const LONG level = info.GetWindowCenter();
   const LONG window = info.GetWindowWidth();
   if (level != 0 && window != 0) {
     result.window = window;
     result.level = level;
-  } else if (pixels.data != nullptr && pixels.size != 0) {
-    if (IsColourPhotometric(photometric)) {
+  } else if (!pixels.empty()) {
+    if (IsColour(photometric)) {
       // A high bit past 30 is no real image; capping it keeps the window a positive 32-bit value.
       const int highBit = std::min<int>(info.GetHighBit(), 30);
       result.window = static_cast<LONG>((std::int64_t{2} << highBit) - 1);
@@ -413,33 +409,33 @@ WindowLevel InitWindowLevel(ImageInfoStrategy& info, const PixelBuffer& pixels, 
 }
 
 std::size_t DisplayBufferSize(const LutInput& input) {
-  if (input.rows <= 0 || input.columns <= 0) return 0;
+  if (input.layout.rows <= 0 || input.layout.columns <= 0) return 0;
   // Samples may be 0 in a header; the pixel copy assumed 1 then, and so does the display.
-  const std::size_t samples = static_cast<std::size_t>(std::max(input.samples, 1));
-  const bool paletteOnGrey = input.palette != 0 && !IsColourPhotometric(input.photometric);
-  return samples * Padded(input.columns) * Padded(input.rows) * (paletteOnGrey ? 3 : 1);
+  const std::size_t samples = static_cast<std::size_t>(std::max(input.layout.samples, 1));
+  const bool paletteOnGrey = input.palette != 0 && !IsColour(input.layout.photometric);
+  return samples * Padded(input.layout.columns) * Padded(input.layout.rows) * (paletteOnGrey ? 3 : 1);
 }
 
 namespace {
 
 // Padding shows as black, whatever the block held before.
 void ClearPadding(const LutInput& input, BYTE* display) {
-  const std::size_t rows = static_cast<std::size_t>(input.rows);
-  const std::size_t paddedRows = Padded(input.rows);
-  const bool paletteOnGrey = input.palette != 0 && !IsColourPhotometric(input.photometric);
-  const std::size_t samples = paletteOnGrey ? 3 : static_cast<std::size_t>(std::max(input.samples, 1));
-  const std::size_t used = static_cast<std::size_t>(input.columns) * samples;
-  const std::size_t rowBytes = Padded(input.columns) * samples;
+  const std::size_t rows = static_cast<std::size_t>(input.layout.rows);
+  const std::size_t paddedRows = Padded(input.layout.rows);
+  const bool paletteOnGrey = input.palette != 0 && !IsColour(input.layout.photometric);
+  const std::size_t samples = paletteOnGrey ? 3 : static_cast<std::size_t>(std::max(input.layout.samples, 1));
+  const std::size_t used = static_cast<std::size_t>(input.layout.columns) * samples;
+  const std::size_t rowBytes = Padded(input.layout.columns) * samples;
   std::memset(display, 0, (paddedRows - rows) * rowBytes);
   if (used == rowBytes) return;
   for (std::size_t r = paddedRows - rows; r < paddedRows; ++r) std::memset(display + r * rowBytes + used, 0, rowBytes - used);
 }
 
 void ApplyLut(const LutInput& input, DisplayBuffer& output, bool plainOnly) {
-  if (input.pixels == nullptr || input.rows <= 0 || input.columns <= 0) return;
-  const bool colour = IsColourPhotometric(input.photometric);
-  const std::size_t planeSize = static_cast<std::size_t>(input.rows) * static_cast<std::size_t>(input.columns);
-  const std::size_t samples = static_cast<std::size_t>(std::max(input.samples, 1));
+  if (input.pixels.empty() || input.layout.rows <= 0 || input.layout.columns <= 0) return;
+  const bool colour = IsColour(input.layout.photometric);
+  const std::size_t planeSize = static_cast<std::size_t>(input.layout.rows) * static_cast<std::size_t>(input.layout.columns);
+  const std::size_t samples = static_cast<std::size_t>(std::max(input.layout.samples, 1));
   const std::optional<GreyWindowKernel> kernel = plainOnly ? std::nullopt : GreyKernelFor(input);
   std::vector<BYTE> valueTable;
   try {
@@ -450,31 +446,32 @@ void ApplyLut(const LutInput& input, DisplayBuffer& output, bool plainOnly) {
   try {
     // A grey image reads one element per pixel whatever its samples; a colour image reads them all.
     const std::size_t elements = colour ? planeSize * samples : planeSize;
-    const std::size_t needed = elements * static_cast<std::size_t>(LutElementBytes(input.bitsStored, input.photometric));
-    if (needed > input.pixelBytes) THROW_MY_EXCEPTION("The pixel data is smaller than the image it describes.");
+    const std::size_t needed = elements * static_cast<std::size_t>(LutElementBytes(input.layout));
+    if (needed > input.pixels.size()) THROW_MY_EXCEPTION("The pixel data is smaller than the image it describes.");
 
     const std::size_t size = DisplayBufferSize(input);
-    if (output.bytes == nullptr || output.size < size) {
-      std::unique_ptr<BYTE[]> bytes(new (std::nothrow) BYTE[size]);
-      if (bytes == nullptr) THROW_MY_EXCEPTION("Failed to allocate memory for pixel data.");
-      AdviseLargeBlock(bytes.get(), size);
-      output.bytes = std::move(bytes);
-      output.size = size;
+    if (output.Size() < size) {
+      try {
+        output = DisplayBuffer::Uninitialised(size);
+      } catch (const std::bad_alloc&) {
+        THROW_MY_EXCEPTION("Failed to allocate memory for pixel data.");
+      }
+      AdviseLargeBlock(output.Data(), size);
     }
     const bool colourThroughTable =
         !plainOnly && colour && samples == 3 && input.palette == 0 && !valueTable.empty();
     if (kernel) {
-      WriteGreyThroughKernel(input, *kernel, output.bytes.get());
+      WriteGreyThroughKernel(input, *kernel, output.Data());
     } else if (colourThroughTable) {
       FillValueTable(input, valueTable);
       if (valueTable.size() == 256)
-        WriteColourThroughTable<std::uint8_t>(input, valueTable, output.bytes.get());
+        WriteColourThroughTable<std::uint8_t>(input, valueTable, output.Data());
       else
-        WriteColourThroughTable<std::uint16_t>(input, valueTable, output.bytes.get());
+        WriteColourThroughTable<std::uint16_t>(input, valueTable, output.Data());
     } else {
-      WriteDisplay(input, valueTable, output.bytes.get());
+      WriteDisplay(input, valueTable, output.Data());
     }
-    ClearPadding(input, output.bytes.get());
+    ClearPadding(input, output.Data());
   } catch (...) {
     RETHROW_MY_EXCEPTION("Failed to apply the image window and level.");
   }
@@ -485,32 +482,3 @@ void ApplyLut(const LutInput& input, DisplayBuffer& output, bool plainOnly) {
 void ApplyWindowLevelLut(const LutInput& input, DisplayBuffer& output) { ApplyLut(input, output, false); }
 
 void ApplyWindowLevelLutPlain(const LutInput& input, DisplayBuffer& output) { ApplyLut(input, output, true); }
-
-void ApplyWindowLevelLut(ImageInfoStrategy& info, const PixelBuffer& pixels, int photometric,
-                         const PresentationIntent& intent, const EdgePointSet* edgePoints, DisplayBuffer& output) {
-  LutInput input;
-  try {
-    input.pixels = pixels.data;
-    input.pixelBytes = pixels.size;
-    input.bitsStored = info.GetBitsStored();
-    input.isSigned = info.GetPixelRepresentation() != 0;
-    input.samples = info.GetSamplesPerPixel();
-    input.planarConfiguration = info.GetPlanarConfiguration();
-    input.rows = info.GetRows();
-    input.columns = info.GetColumns();
-    input.rescaleSlope = info.GetRescaleSlope();
-    input.rescaleIntercept = info.GetRescaleIntercept();
-  } catch (...) {
-    RETHROW_MY_EXCEPTION("Failed to apply the image window and level.");
-  }
-  // The pixels are already turned (ApplyPresentationToPixels), so their shape is the turned one.
-  if (intent.rotation % 180 != 0) std::swap(input.rows, input.columns);
-  input.photometric = photometric;
-  input.palette = intent.palette;
-  input.invert = intent.invert != 0;
-  input.filter = intent.filter;
-  input.threshold = intent.threshold;
-  input.edgePoints = edgePoints;
-  if (intent.windowLevel) input.windowLevel = *intent.windowLevel;
-  ApplyWindowLevelLut(input, output);
-}

@@ -8,15 +8,15 @@
 #pragma once
 
 #include <cstddef>
-#include <memory>
 #include <set>
+#include <span>
 #include <utility>
 
+#include "foundation/byte_block.h"
 #include "ondrel/platform/wintypes.h"
-#include "sources/pixel_buffer.h"
+#include "sources/pixel_layout.h"
 
 class ImageInfoStrategy;
-struct PresentationIntent;
 
 struct WindowLevel {
   LONG window = 0;    // width
@@ -27,20 +27,6 @@ struct WindowLevel {
   friend bool operator==(const WindowLevel&, const WindowLevel&) = default;
 };
 
-// Photometric interpretation codes of an image: -1 unknown, then the interpretations in this order.
-inline constexpr int kPhotometricUnknown = -1;
-inline constexpr int kPhotometricMonochrome1 = 0;
-inline constexpr int kPhotometricMonochrome2 = 1;
-inline constexpr int kPhotometricRgb = 2;
-inline constexpr int kPhotometricYbrFull = 3;
-inline constexpr int kPhotometricYbrRct = 4;
-inline constexpr int kPhotometricYbrFull422 = 5;
-
-// Colour means RGB, YBR_FULL and YBR_RCT only: YBR_FULL_422 and unknown images are shown as grey.
-constexpr bool IsColourPhotometric(int photometric) {
-  return photometric == kPhotometricRgb || photometric == kPhotometricYbrFull || photometric == kPhotometricYbrRct;
-}
-
 // The smallest and largest modality values of an image; both start at 0, so the range holds 0.
 struct PixelRange {
   LONG min = 0;
@@ -48,37 +34,32 @@ struct PixelRange {
 };
 
 // Reads `count` samples from the start of `pixels` (one byte each for bitsStored below 9, else two,
-// little-endian), never past `byteSize`. Each is sign-extended when `isSigned` and its bit
+// little-endian), never past its end. Each is sign-extended when `isSigned` and its bit
 // bitsStored - 1 is set, then mapped as (int)(sample * slope + intercept) in double arithmetic; a slope
 // of 0 is used as it is. Throws MyException "Failed to calculate the image minimum and maximum pixel
 // values." around any failure.
-PixelRange CalculateMinMaxPixelValues(const BYTE* pixels, std::size_t byteSize, std::size_t count, int bitsStored,
-                                      bool isSigned, double slope, double intercept);
+PixelRange CalculateMinMaxPixelValues(std::span<const BYTE> pixels, std::size_t count, int bitsStored, bool isSigned,
+                                      double slope, double intercept);
 // The same over an image: GetRows * GetColumns samples, with the image's bits stored, pixel
 // representation, rescale slope and intercept. Strategy failures come wrapped in the same message.
-PixelRange CalculateMinMaxPixelValues(ImageInfoStrategy& info, const PixelBuffer& pixels);
+PixelRange CalculateMinMaxPixelValues(ImageInfoStrategy& info, std::span<const BYTE> pixels);
 
 // The window and level an image first shows with: the file's centre and width when both are non-zero;
 // otherwise, when there are pixels, a window over the whole range (for colour images the range that the
 // high bit allows, for the others the modality range of CalculateMinMaxPixelValues); the step is
 // window / 255, at least 1, and `modified` is false. Strategy failures propagate.
-WindowLevel InitWindowLevel(ImageInfoStrategy& info, const PixelBuffer& pixels, int photometric);
+WindowLevel InitWindowLevel(ImageInfoStrategy& info, std::span<const BYTE> pixels, Photometric photometric);
 
 // Points (column, row) of the displayed picture that the edge-detection filter shows as high.
 using EdgePointSet = std::set<std::pair<LONG, LONG>>;
 
-// Everything the LUT reads, explicitly. rows and columns are those of `pixels` as they stand, that is
-// already swapped when the picture is turned by 90 or 270 degrees.
+// Everything the LUT reads, explicitly. The layout's rows and columns are those of `pixels` as they
+// stand, that is already swapped when the picture is turned by 90 or 270 degrees; the colour flag is
+// derived from its photometric interpretation.
 struct LutInput {
-  const BYTE* pixels = nullptr;
-  std::size_t pixelBytes = 0;
-  LONG rows = 0;
-  LONG columns = 0;
-  int bitsStored = 8;
+  std::span<const BYTE> pixels;
+  PixelLayout layout;
   bool isSigned = false;           // pixel representation non-zero
-  int samples = 1;                 // samples per pixel
-  int planarConfiguration = 0;
-  int photometric = kPhotometricUnknown;  // the colour flag is derived from it (IsColourPhotometric)
   LONG palette = 0;                // ColorPaletteEnum value; one outside it finds no table
   bool invert = false;             // the user's flag; MONOCHROME1 is inverted once more here
   USHORT filter = 0;               // ImageFilterEnum bits
@@ -89,17 +70,14 @@ struct LutInput {
   WindowLevel windowLevel;
 };
 
-// The display bytes of an image: null until made, then owned here.
-struct DisplayBuffer {
-  std::unique_ptr<BYTE[]> bytes;
-  std::size_t size = 0;
-};
+// The display bytes of an image: empty until made.
+using DisplayBuffer = ByteBlock;
 
 // The byte size of the display buffer for this input: samples * paddedColumns * paddedRows, three times
 // as much for a palette on a grey image.
 std::size_t DisplayBufferSize(const LutInput& input);
 
-// Writes the display bytes of `input` into `output`. A null `output.bytes` (or one smaller than
+// Writes the display bytes of `input` into `output`. An empty `output` (or one smaller than
 // DisplayBufferSize) is replaced by a new uninitialised block of that size; a block that is large
 // enough is written in place. Padding columns and rows are written black (0). Rows are stored bottom-up,
 // 1 byte per pixel for plain grey, else 3 in blue, green, red order (samples are taken last to first,
@@ -116,9 +94,3 @@ std::size_t DisplayBufferSize(const LutInput& input);
 void ApplyWindowLevelLut(const LutInput& input, DisplayBuffer& output);
 // The same through the plain per-sample mapping alone: the reference the kernels are tested against.
 void ApplyWindowLevelLutPlain(const LutInput& input, DisplayBuffer& output);
-
-// The image's one-line form: reads the image's attributes from `info`, the palette, invert, filter,
-// threshold and window and level (none reads as 0 and 0) from `intent`, and swaps rows and columns
-// when the intent's rotation is 90 or 270 degrees. Strategy failures come wrapped as above.
-void ApplyWindowLevelLut(ImageInfoStrategy& info, const PixelBuffer& pixels, int photometric,
-                         const PresentationIntent& intent, const EdgePointSet* edgePoints, DisplayBuffer& output);

@@ -278,6 +278,7 @@ foreach(picture initial preset drag inverted turned_right turned_right_mirrored 
                 dynamic_zoom)
   expect_same_picture(${scripts}/${picture}.png ${display}/${picture}.png 0)
 endforeach()
+expect_same_picture(${scripts}/reset_refused.png ${display}/dynamic_zoom.png 0)
 expect_same_picture(${scripts}/reset.png ${display}/initial.png 0)
 # Three channels one level apart make a distance of 0.68%: the bilinear stretch may round one level
 # away from the exact value its reference holds (scripts/make_display_references says why), no more.

@@ -19,21 +19,20 @@ using dicom_test::FailureOf;
 constexpr char kTooShort[] = "The buffer is not long enough to perform the requested read operation.";
 constexpr int kNullChunk = -1;
 
-// A buffer over `bytes` cut into chunks of the given sizes (kNullChunk: null data), owned copies and
-// views by turns.
-MultiChunkBuffer Split(std::vector<std::uint8_t>& bytes, const std::vector<int>& sizes) {
+// A buffer over copies of `bytes` cut into chunks of the given sizes (kNullChunk: no data, though the
+// block claims 16 bytes).
+MultiChunkBuffer Split(const std::vector<std::uint8_t>& bytes, const std::vector<int>& sizes) {
   MultiChunkBuffer buffer;
-  std::uint8_t* at = bytes.data();
-  bool owned = true;
+  const std::uint8_t* at = bytes.data();
   for (const int size : sizes) {
     if (size == kNullChunk) {
-      buffer.AddChunk(nullptr, 16, false);
+      buffer.AddChunk(ByteBlock(nullptr, 16));
       continue;
     }
-    std::uint8_t* data = owned ? static_cast<std::uint8_t*>(std::memcpy(new std::uint8_t[size], at, size)) : at;
-    buffer.AddChunk(data, size, owned);
+    ByteBlock chunk = ByteBlock::Uninitialised(static_cast<std::size_t>(size));
+    std::memcpy(chunk.Data(), at, chunk.Size());
+    buffer.AddChunk(std::move(chunk));
     at += size;
-    owned = !owned;
   }
   return buffer;
 }
@@ -56,10 +55,10 @@ TEST(BufferReader, ReadsAcrossChunksEqualReadsWithinOne) {
     ASSERT_EQ(reader.End(), 40u);
     EXPECT_EQ(reader.ReadUShort(), b[0] | b[1] << 8);
     EXPECT_EQ(reader.ReadULong(), b[2] | b[3] << 8 | b[4] << 16 | std::uint32_t{b[5]} << 24);
-    std::uint8_t* block = nullptr;
+    ByteBlock block;
     reader.ReadBytes(&block, 7);
-    const std::unique_ptr<std::uint8_t[]> owned(block);
-    EXPECT_EQ(std::memcmp(block, b + 6, 7), 0);
+    ASSERT_EQ(block.Size(), 7u);
+    EXPECT_EQ(std::memcmp(block.Data(), b + 6, 7), 0);
     const double readDouble = reader.ReadDouble(8);
     EXPECT_EQ(std::memcmp(&readDouble, b + 13, 8), 0);
     const float readFloat = reader.ReadFloat(4);
@@ -104,10 +103,10 @@ TEST(BufferReader, ChunksOfASourceAreReadOnceWhenFirstNeededAndWholeOnesStraight
   EXPECT_EQ(source->reads[0], std::make_pair(std::uint64_t{2}, 10u));
 
   reader.Skip(6);
-  std::uint8_t* block = nullptr;
+  ByteBlock block;
   reader.ReadBytes(&block, 25);  // two whole chunks in one read, then part of the last one
-  const std::unique_ptr<std::uint8_t[]> owned(block);
-  EXPECT_EQ(std::memcmp(block, source->bytes.data() + 12, 25), 0);
+  ASSERT_EQ(block.Size(), 25u);
+  EXPECT_EQ(std::memcmp(block.Data(), source->bytes.data() + 12, 25), 0);
   ASSERT_EQ(source->reads.size(), 3u);
   EXPECT_EQ(source->reads[1], std::make_pair(std::uint64_t{12}, 20u));
   EXPECT_EQ(source->reads[2], std::make_pair(std::uint64_t{32}, 10u));
@@ -146,7 +145,7 @@ TEST(BufferReader, NarrowReadsAndHugeCounts) {
   EXPECT_FALSE(reader.HasBytes(0xFFFFFFFC));
   EXPECT_EQ(FailureOf([&] { reader.ReadString(0xFFFFFFFD); }), kTooShort);
   EXPECT_EQ(FailureOf([&] { reader.Skip(0xFFFFFFFF); }), kTooShort);
-  std::uint8_t* block = nullptr;
+  ByteBlock block;
   EXPECT_EQ(FailureOf([&] { reader.ReadBytes(&block, 0xFFFFFFF0); }), kTooShort);
   EXPECT_EQ(reader.ReadFloat(4), 1.5f);
   EXPECT_EQ(FailureOf([&] { reader.ReadSLong(); }), kTooShort);  // 1 byte left of 4

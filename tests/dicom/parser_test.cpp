@@ -27,7 +27,9 @@ Parser ParserOver(const Bytes& bytes, SyntaxRecord syntax) {
   MultiChunkBuffer buffer;
   for (std::size_t at = 0; at < bytes.data.size(); at += 7) {
     const auto size = static_cast<std::uint32_t>(std::min<std::size_t>(7, bytes.data.size() - at));
-    buffer.AddChunk(static_cast<std::uint8_t*>(std::memcpy(new std::uint8_t[size], &bytes.data[at], size)), size, true);
+    ByteBlock chunk = ByteBlock::Uninitialised(size);
+    std::memcpy(chunk.Data(), &bytes.data[at], size);
+    buffer.AddChunk(std::move(chunk));
   }
   return Parser(std::make_unique<BufferReader>(buffer), syntax, ShippedDictionary());
 }

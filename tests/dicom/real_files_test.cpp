@@ -138,16 +138,14 @@ TEST(RealFiles, PixelDataIsReadFromTheFileWhenTaken) {
     ASSERT_TRUE(parser.Open(ToWide(path)));
     parser.ParseUpTo(&data, kPixelDataGroup, kPixelDataElement);
     if (cut) std::filesystem::resize_file(path, 4096);
-    std::uint8_t* pixels = nullptr;
-    std::uint32_t size = 0;
+    ByteBlock pixels;
     if (cut) {
-      EXPECT_EQ(FailureOf([&] { data.GetPixelData(&pixels, &size); }), "Failed to read the DICOM file data.");
+      EXPECT_EQ(FailureOf([&] { data.GetPixelData(&pixels); }), "Failed to read the DICOM file data.");
       continue;
     }
-    data.GetPixelData(&pixels, &size);
-    const std::unique_ptr<std::uint8_t[]> owned(pixels);
-    ASSERT_EQ(size, reference.size());
-    EXPECT_EQ(std::memcmp(pixels, reference.data(), size), 0);
+    data.GetPixelData(&pixels);
+    ASSERT_EQ(pixels.Size(), reference.size());
+    EXPECT_EQ(std::memcmp(pixels.Data(), reference.data(), pixels.Size()), 0);
   }
 }
 

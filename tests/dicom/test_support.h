@@ -99,13 +99,11 @@ inline std::vector<double> NumbersOf(const DicomEngine::VR* vr) {
   return values;
 }
 
-// The pixel bytes that GetPixelData hands out; none for a null block.
+// The pixel bytes that GetPixelData hands out; none for an empty block.
 inline std::vector<std::uint8_t> PixelsOf(const DicomEngine::VRContainer& data) {
-  std::uint8_t* pixels = nullptr;
-  std::uint32_t length = 0;
-  data.GetPixelData(&pixels, &length);
-  const std::unique_ptr<std::uint8_t[]> owner(pixels);
-  return pixels != nullptr ? std::vector<std::uint8_t>(pixels, pixels + length) : std::vector<std::uint8_t>();
+  ByteBlock pixels;
+  data.GetPixelData(&pixels);
+  return std::vector<std::uint8_t>(pixels.Span().begin(), pixels.Span().end());
 }
 
 // A text element, or a UID for the code "UI", of the text's own length.

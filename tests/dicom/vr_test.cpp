@@ -102,8 +102,7 @@ TEST(VRContainer, PixelDataWholeOrJoinedFromFragments) {
             (Pixels{9, 9, 9, 9, 1, 2, 3, 4, 5}));
   EXPECT_EQ(pixelsOf(Sequence("OB", 0x7FE0, 0x0010, kUndefinedLength, fragment(0, nullptr))), Pixels{});
   EXPECT_EQ(pixelsOf(Text("LO", 0x7FE0, 0x0008, "AB")), Pixels{});  // no pixel data
-  std::uint8_t* block = nullptr;
-  EXPECT_EQ(FailureOf([&] { DicomData(false).GetPixelData(&block, nullptr); }),
+  EXPECT_EQ(FailureOf([&] { DicomData(false).GetPixelData(nullptr); }),
             "The Pixel data buffer pointer is NULL.");
 }
 

@@ -10,6 +10,7 @@
 
 #include "ondrel/module.h"
 #include "ondrel/ondrel.h"
+#include "ondrel/platform/errorinfo.h"
 #include "ondrel/platform/gdiplus.h"
 #include "ondrel/platform/host_window.h"
 #include "ondrel/study_builder.h"
@@ -29,6 +30,17 @@ inline ondrel::platform::ComPtr<IImageInfoNW> FirstImageOf(const std::string& fi
   SafeArrayDestroy(images);
   element.As(&image);
   return image;
+}
+
+// The description and source of the thread's error information, taken.
+inline std::pair<std::u16string, std::u16string> TakeErrorInfo() {
+  ondrel::platform::ComPtr<IErrorInfo> info;
+  if (GetErrorInfo(0, info.GetAddressOf()) != S_OK) return {u"(none)", u"(none)"};
+  ondrel::platform::BStr description;
+  ondrel::platform::BStr source;
+  info->GetDescription(description.Out());
+  info->GetSource(source.Out());
+  return {description.ToString(), source.ToString()};
 }
 
 // Hides the corner texts, which would cover the picture, and shows them again afterwards if they were

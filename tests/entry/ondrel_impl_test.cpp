@@ -11,6 +11,7 @@
 #include "ondrel/module.h"
 #include "ondrel/ondrel.h"
 #include "ondrel/platform/errorinfo.h"
+#include "component_test_support.h"
 
 namespace {
 
@@ -40,16 +41,7 @@ ComPtr<IOndrel> MakeComponent() {
   return component;
 }
 
-// The description and source of the thread's error information, taken.
-std::pair<std::u16string, std::u16string> TakeErrorInfo() {
-  ComPtr<IErrorInfo> info;
-  if (GetErrorInfo(0, info.GetAddressOf()) != S_OK) return {u"(none)", u"(none)"};
-  BStr description;
-  BStr source;
-  info->GetDescription(description.Out());
-  info->GetSource(source.Out());
-  return {std::u16string(description.Get(), description.Length()), std::u16string(source.Get(), source.Length())};
-}
+using component_test::TakeErrorInfo;
 
 TEST(OndrelImpl, ArgumentChecksAnswerEPointerWithTheirTextFromTheClass) {
   const Registered registered;

@@ -208,6 +208,57 @@ TEST_F(RenderedCt, TheOverlayAndShutterSwitchesRedrawTheWindows) {
   EXPECT_EQ(ondrel_->ToggleShutter(), S_OK);
 }
 
+// A reset takes the pixels the component holds for the UID it is given. For a UID it holds none of, it
+// fails and leaves the picture as it was; for the window's own image, the display state goes and the
+// picture is the first one again.
+TEST_F(RenderedCt, AResetTakesThePixelsOfTheUidItIsGiven) {
+  ASSERT_EQ(ondrel_->RenderImage(image_.Get(), window_, VARIANT_FALSE), S_OK);
+  ondrel::platform::WindowPixels first;
+  ASSERT_TRUE(ondrel::platform::ReadWindowPixels(window_, first));
+  ASSERT_EQ(ondrel_->RotateFlipImage(window_, ROTATE_RIGHT), S_OK);
+  ASSERT_EQ(ondrel_->RotateFlipImage(window_, FLIP_LR), S_OK);
+  ASSERT_EQ(ondrel_->ZoomImage(window_, 150), S_OK);
+  ASSERT_EQ(ondrel_->PanImage(window_, 7, -3), S_OK);
+  ASSERT_EQ(ondrel_->ApplyColorPalette(window_, COLOR_PALETTE_HOT_IRON), S_OK);
+  ASSERT_EQ(ondrel_->InvertImage(window_), S_OK);
+  ASSERT_EQ(ondrel_->ApplyWindowLevelPreset(window_, 400, 40), S_OK);
+  ondrel::platform::WindowPixels changed;
+  ASSERT_TRUE(ondrel::platform::ReadWindowPixels(window_, changed));
+
+  const ondrel::platform::BStr unknown(u"1.2.826.0.1.3680043.2.1125.99");
+  EXPECT_EQ(ondrel_->ResetImage(unknown.Get(), window_), E_FAIL);
+  EXPECT_NE(component_test::TakeErrorInfo().first.find(u"The Ondrel failed to load the image pixel data."),
+            std::u16string::npos);
+  ondrel::platform::WindowPixels after;
+  ASSERT_TRUE(ondrel::platform::ReadWindowPixels(window_, after));
+  EXPECT_EQ(after.bgra, changed.bgra) << "a refused reset changes nothing";
+  ColorPaletteEnum palette{};
+  EXPECT_EQ(ondrel_->GetColorPaletteMode(window_, &palette), S_OK);
+  EXPECT_EQ(palette, COLOR_PALETTE_HOT_IRON);
+
+  ondrel::platform::BStr own;
+  ASSERT_EQ(image_->GetSopInstanceUid(own.Out()), S_OK);
+  EXPECT_EQ(ondrel_->ResetImage(own.Get(), window_), S_OK);
+  ASSERT_TRUE(ondrel::platform::ReadWindowPixels(window_, after));
+  EXPECT_EQ(after.bgra, first.bgra);
+  ULONG zoom = 0;
+  EXPECT_EQ(ondrel_->GetCurrentImageZoom(window_, &zoom), S_OK);
+  EXPECT_EQ(zoom, 100U);
+  EXPECT_EQ(ondrel_->GetColorPaletteMode(window_, &palette), S_OK);
+  EXPECT_EQ(palette, COLOR_PALETTE_NONE);
+}
+
+// A file without pixels is refused at the entry, as an argument would be, and the window stays empty.
+TEST_F(RenderedCt, AFileWithoutPixelsIsRefusedWithEPointer) {
+  // The CT's object over a structure set, a DICOM file without pixel data.
+  ASSERT_EQ(image_->SetFileName(ondrel::platform::BStr(u"" ONDREL_TEST_DATA_DIR "/dicom/rtstruct.dcm").Get()), S_OK);
+  EXPECT_EQ(ondrel_->RenderImage(image_.Get(), window_, VARIANT_FALSE), E_POINTER);
+  EXPECT_EQ(component_test::TakeErrorInfo().first, u"The Ondrel failed to load the image pixel data.");
+  ULONG zoom = 0;
+  EXPECT_EQ(ondrel_->GetCurrentImageZoom(window_, &zoom), S_OK);
+  EXPECT_EQ(zoom, 100U) << "no image in the window";
+}
+
 TEST_F(RenderedCt, OperationsOnAWindowWithoutAnImageDoNothing) {
   const HWND empty = ondrel::platform::CreateHostWindow(16, 16);
   EXPECT_EQ(ondrel_->PanImage(empty, 3, 3), S_OK);

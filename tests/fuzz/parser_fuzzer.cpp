@@ -38,9 +38,9 @@ MultiChunkBuffer Chunked(const std::uint8_t* data, std::size_t size) {
   const std::size_t cuts[] = {0, size / 3, size / 3, std::min(size, size / 2 + size % 7), size};
   for (std::size_t i = 0; i + 1 < std::size(cuts); ++i) {
     const std::size_t length = cuts[i + 1] - cuts[i];
-    auto chunk = std::make_unique<std::uint8_t[]>(length);
-    if (length > 0) std::memcpy(chunk.get(), data + cuts[i], length);
-    buffer.AddChunk(chunk.release(), static_cast<std::uint32_t>(length), true);
+    ByteBlock chunk = ByteBlock::Zeroed(length);
+    if (length > 0) std::memcpy(chunk.Data(), data + cuts[i], length);
+    buffer.AddChunk(std::move(chunk));
   }
   return buffer;
 }
@@ -49,10 +49,8 @@ MultiChunkBuffer Chunked(const std::uint8_t* data, std::size_t size) {
 void Consume(const DicomData& data) {
   std::string text;
   data.Print(text);
-  std::uint8_t* pixels = nullptr;
-  std::uint32_t length = 0;
-  data.GetPixelData(&pixels, &length);
-  delete[] pixels;
+  ByteBlock pixels;
+  data.GetPixelData(&pixels);
 }
 
 void ParseAs(const MultiChunkBuffer& buffer, std::uint32_t vrKind, bool upToPixels, bool withContainer) {

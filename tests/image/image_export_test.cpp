@@ -12,6 +12,7 @@
 #include "image/overlays.h"
 #include "ondrel/platform/host_window.h"
 #include "sources/image_info_strategies.h"
+#include "image/pixels_support.h"
 #include "workstation/graph_support.h"
 
 namespace {
@@ -68,8 +69,8 @@ class ShownImage {
     graph_.image->SetPhotometricInterpretation(BStr(u"MONOCHROME2").Get());
     for (std::size_t i = 0; i < pixels_.size(); ++i) pixels_[i] = static_cast<BYTE>(i % 251);
     intent_.windowLevel = WindowLevel{256, 128, 1, 0};
-    image_ = std::make_unique<Image>(PixelBuffer{pixels_.data(), static_cast<std::uint32_t>(pixels_.size()), false},
-                                     std::make_unique<ImageInfoWStationStrategy>(graph_.image.Get()), &intent_, false);
+    image_ = std::make_unique<Image>(image_test::FrameOf(pixels_),
+                                     std::make_unique<ImageInfoWStationStrategy>(graph_.image.Get()), &intent_);
     image_->PrepareAndDraw(window_, true, false);
   }
   ~ShownImage() { DestroyWindow(window_); }

@@ -5,12 +5,14 @@
 
 #include <cmath>
 
+#include "image/pixels_support.h"
 #include "sources/image_info_strategies.h"
 #include "workstation/graph_support.h"
 
 namespace {
 
 using namespace workstation_test;
+using image_test::BytesOf;
 
 // The conversion by its definition: Cb and Cr centred on 128, truncated to a byte without a clamp.
 std::array<BYTE, 3> ToRgb(double y, double cb, double cr) {
@@ -37,43 +39,60 @@ TEST(Image, YbrFullIsConvertedOnceAndTheLoadersPixelsTakeTheResult) {
     std::copy(rgb.begin(), rgb.end(), expected.begin() + 3 * p);
   }
   PresentationIntent intent;
-  const PixelBuffer cached{source, sizeof source, false};
-  Image first(cached, std::make_unique<ImageInfoWStationStrategy>(graph.image.Get()), &intent, false);
-  EXPECT_EQ(std::vector<BYTE>(first.Pixels().data, first.Pixels().data + 9),
-            std::vector<BYTE>(expected.begin(), expected.end()));
-  EXPECT_EQ(std::vector<BYTE>(source, source + 9), std::vector<BYTE>(expected.begin(), expected.end()));
+  // Two frames of the same pixels, one after the other.
+  std::vector<BYTE> frames(source, source + 9);
+  frames.insert(frames.end(), source, source + 9);
+  const std::shared_ptr<PixelData> cached = image_test::BlockOf(frames);
+  const FramePixels frame(cached, 0, 0);
+  ASSERT_FALSE(frame.IsConverted());
+  Image first(frame, std::make_unique<ImageInfoWStationStrategy>(graph.image.Get()), &intent);
+  const std::vector<BYTE> rgb(expected.begin(), expected.end());
+  EXPECT_EQ(BytesOf(first.Pixels()), rgb);
+  EXPECT_EQ(BytesOf(cached->Bytes().first(9)), rgb);
+  EXPECT_EQ(BytesOf(cached->Bytes().last(9)), BytesOf(source)) << "the other frame is left alone";
+  EXPECT_TRUE(frame.IsConverted());
 
-  // A second image over the converted cache takes its pixels as they are: the same colours.
-  Image second(cached, std::make_unique<ImageInfoWStationStrategy>(graph.image.Get()), &intent, true);
-  EXPECT_EQ(std::vector<BYTE>(second.Pixels().data, second.Pixels().data + 9),
-            std::vector<BYTE>(expected.begin(), expected.end()));
+  // A second image over the converted block, and a reload, take its pixels as they are: the same
+  // colours.
+  Image second(frame, std::make_unique<ImageInfoWStationStrategy>(graph.image.Get()), &intent);
+  EXPECT_EQ(BytesOf(second.Pixels()), rgb);
   EXPECT_TRUE(second.IsColour());
+  first.CopyPixelData(frame);
+  EXPECT_EQ(BytesOf(first.Pixels()), rgb);
+
+  // The other frame of the block is converted on its own, once.
+  const FramePixels other(cached, 9, 1);
+  EXPECT_FALSE(other.IsConverted());
+  second.CopyPixelData(other);
+  EXPECT_TRUE(other.IsConverted());
+  EXPECT_EQ(BytesOf(second.Pixels()), rgb);
+  EXPECT_EQ(BytesOf(cached->Bytes().last(9)), rgb);
 }
 
 TEST(Image, TheInterpretationIsSearchedSoThat422IsNotFull) {
   const ClassesRegistered registered;
   const struct {
     const char16_t* text;
-    int code;
-  } cases[] = {{u"YBR_FULL_422", kPhotometricYbrFull422}, {u"MONOCHROME1", kPhotometricMonochrome1},
-               {u" RGB ", kPhotometricRgb},             {u"PALETTE COLOR", kPhotometricUnknown}};
+    Photometric code;
+  } cases[] = {{u"YBR_FULL_422", Photometric::YbrFull422}, {u"MONOCHROME1", Photometric::Monochrome1},
+               {u" RGB ", Photometric::Rgb},               {u"PALETTE COLOR", Photometric::Unknown}};
   for (const auto& c : cases) {
     const Graph graph;
     graph.image->SetPhotometricInterpretation(BStr(c.text).Get());
     PresentationIntent intent;
-    const Image image(PixelBuffer{}, std::make_unique<ImageInfoWStationStrategy>(graph.image.Get()), &intent, false);
-    EXPECT_EQ(image.Photometric(), c.code) << std::string(c.text, c.text + std::char_traits<char16_t>::length(c.text));
+    const Image image(FramePixels{}, std::make_unique<ImageInfoWStationStrategy>(graph.image.Get()), &intent);
+    EXPECT_EQ(image.PhotometricInterpretation(), c.code) << std::string(c.text, c.text + std::char_traits<char16_t>::length(c.text));
   }
 }
 
 TEST(Image, AnImageWithoutRowsFailsItsConstruction) {
   const ClassesRegistered registered;
   const Graph graph;
-  BYTE source[4] = {};
+  const BYTE source[4] = {};
   PresentationIntent intent;
   EXPECT_TRUE(MessageOf([&] {
-                Image image(PixelBuffer{source, 4, false}, std::make_unique<ImageInfoWStationStrategy>(graph.image.Get()),
-                            &intent, false);
+                Image image(image_test::FrameOf(source), std::make_unique<ImageInfoWStationStrategy>(graph.image.Get()),
+                            &intent);
               }).starts_with("The Image constructor failed."));
 }
 

@@ -50,7 +50,7 @@ TEST(LutKernels, GiveThePlainMappingsBytesForEveryDepthSignRescaleWindowAndPalet
           input.windowLevel = window;
           input.palette = static_cast<LONG>(random() % 5);  // 4 lies outside the enumeration
           input.invert = random() % 2 == 0;
-          input.photometric = random() % 2 == 0 ? kPhotometricMonochrome1 : kPhotometricMonochrome2;
+          input.layout.photometric = random() % 2 == 0 ? Photometric::Monochrome1 : Photometric::Monochrome2;
           if (GreyKernelFor(input)) ++kernelCases;
           SCOPED_TRACE("bits " + std::to_string(bits) + (isSigned ? " signed" : " unsigned") + " slope " +
                        std::to_string(rescale.slope) + " intercept " + std::to_string(rescale.intercept) +
@@ -71,26 +71,26 @@ TEST(LutKernels, ColourThroughTheValueTableGivesThePlainMappingsBytes) {
   // 8-bit images map through a table of 256 values, wider ones through 65536 once they have as many
   // samples; YBR_FULL reads two bytes whenever bits stored is not 8.
   const struct {
-    int photometric;
+    Photometric photometric;
     int bits;
     LONG rows;
     LONG columns;
-  } images[] = {{kPhotometricRgb, 8, 10, 13}, {kPhotometricYbrFull, 8, 9, 11}, {kPhotometricRgb, 12, 128, 171},
-                {kPhotometricYbrFull, 7, 130, 170}, {kPhotometricYbrRct, 16, 129, 173}};
+  } images[] = {{Photometric::Rgb, 8, 10, 13}, {Photometric::YbrFull, 8, 9, 11}, {Photometric::Rgb, 12, 128, 171},
+                {Photometric::YbrFull, 7, 130, 170}, {Photometric::YbrRct, 16, 129, 173}};
   for (const auto& image : images) {
     const std::vector<BYTE> pixels =
         RandomElements(random, static_cast<std::size_t>(image.rows * image.columns * 3),
-                       image.bits == 8 || image.photometric != kPhotometricYbrFull ? image.bits : 16);
+                       image.bits == 8 || image.photometric != Photometric::YbrFull ? image.bits : 16);
     for (const int planar : {0, 1}) {
       for (const WindowLevel window : {WindowLevel{255, 127}, WindowLevel{0, 0}, WindowLevel{1000, 300}}) {
         LutInput input = lut_test::Input(pixels, image.rows, image.columns, image.bits);
-        input.samples = 3;
-        input.photometric = image.photometric;
-        input.planarConfiguration = planar;
+        input.layout.samples = 3;
+        input.layout.photometric = image.photometric;
+        input.layout.planarConfiguration = planar;
         input.windowLevel = window;
         input.invert = random() % 2 == 0;
         input.palette = static_cast<LONG>(random() % 3);  // palettes on colour stay on the plain path
-        SCOPED_TRACE("photometric " + std::to_string(image.photometric) + " bits " + std::to_string(image.bits) +
+        SCOPED_TRACE("photometric " + std::to_string(static_cast<int>(image.photometric)) + " bits " + std::to_string(image.bits) +
                      " planar " + std::to_string(planar) + " window " + std::to_string(window.window));
         ASSERT_EQ(Display(input, false), Display(input, true));
       }
@@ -141,7 +141,7 @@ TEST(LutKernels, TheModalityRangeIsTheRangeOfEveryMappedSample) {
           expected.min = std::min(expected.min, value);
           expected.max = std::max(expected.max, value);
         }
-        const PixelRange range = CalculateMinMaxPixelValues(pixels.data(), pixels.size(), count, bits, isSigned,
+        const PixelRange range = CalculateMinMaxPixelValues(pixels, count, bits, isSigned,
                                                             rescale.slope, rescale.intercept);
         EXPECT_EQ(range.min, expected.min) << bits << (isSigned ? " signed slope " : " slope ") << rescale.slope;
         EXPECT_EQ(range.max, expected.max) << bits << (isSigned ? " signed slope " : " slope ") << rescale.slope;
@@ -164,9 +164,9 @@ TEST(LutKernels, DeclineWhatTheyCannotMapExactly) {
   EXPECT_TRUE(declined([](LutInput& in) { in.windowLevel = {0, 0}; }));         // stored values scaled
   EXPECT_TRUE(declined([](LutInput& in) { in.windowLevel = {-10, 40}; }));
   EXPECT_TRUE(declined([](LutInput& in) { in.filter = 1; }));
-  EXPECT_TRUE(declined([](LutInput& in) { in.photometric = kPhotometricRgb; }));
-  EXPECT_TRUE(declined([](LutInput& in) { in.samples = 3; }));
-  EXPECT_TRUE(declined([](LutInput& in) { in.bitsStored = 17; }));
+  EXPECT_TRUE(declined([](LutInput& in) { in.layout.photometric = Photometric::Rgb; }));
+  EXPECT_TRUE(declined([](LutInput& in) { in.layout.samples = 3; }));
+  EXPECT_TRUE(declined([](LutInput& in) { in.layout.bitsStored = 17; }));
   EXPECT_TRUE(declined([](LutInput& in) { in.rescaleSlope = 1e9; }));
   EXPECT_TRUE(declined([](LutInput& in) { in.windowLevel = {10, 2000000000}; }));
 }

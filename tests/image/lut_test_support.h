@@ -11,26 +11,23 @@ namespace lut_test {
 
 inline LutInput Input(const std::vector<BYTE>& pixels, LONG rows, LONG columns, int bits) {
   LutInput input;
-  input.pixels = pixels.data();
-  input.pixelBytes = pixels.size();
-  input.rows = rows;
-  input.columns = columns;
-  input.bitsStored = bits;
-  input.photometric = kPhotometricMonochrome2;
+  input.pixels = pixels;
+  input.layout.rows = rows;
+  input.layout.columns = columns;
+  input.layout.bitsStored = bits;
+  input.layout.photometric = Photometric::Monochrome2;
   return input;
 }
 
 // Through the fast paths, or with `plain` through the per-sample mapping alone.
 inline std::vector<BYTE> Display(const LutInput& input, BYTE marker, bool plain = false) {
-  DisplayBuffer buffer;
-  buffer.size = DisplayBufferSize(input);
-  buffer.bytes.reset(new BYTE[buffer.size]);
-  std::fill_n(buffer.bytes.get(), buffer.size, marker);
+  DisplayBuffer buffer = DisplayBuffer::Uninitialised(DisplayBufferSize(input));
+  std::fill_n(buffer.Data(), buffer.Size(), marker);
   if (plain)
     ApplyWindowLevelLutPlain(input, buffer);
   else
     ApplyWindowLevelLut(input, buffer);
-  return {buffer.bytes.get(), buffer.bytes.get() + buffer.size};
+  return {buffer.Data(), buffer.Data() + buffer.Size()};
 }
 
 }  // namespace lut_test

@@ -13,6 +13,7 @@
 #include "foundation/user_preferences.h"
 #include "ondrel/platform/host_window.h"
 #include "sources/image_info_strategies.h"
+#include "image/pixels_support.h"
 #include "workstation/graph_support.h"
 
 namespace {
@@ -55,8 +56,8 @@ class ShownImage {
     graph_.image->SetPhotometricInterpretation(BStr(u"MONOCHROME2").Get());
     for (int i = 0; i < kSide * kSide; ++i) pixels_[i] = static_cast<BYTE>(100 + i);
     intent_.windowLevel = WindowLevel{400, 100, 1, 0};  // every value well above black
-    image_ = std::make_unique<Image>(PixelBuffer{pixels_, sizeof pixels_, false},
-                                     std::make_unique<ImageInfoWStationStrategy>(graph_.image.Get()), &intent_, false);
+    image_ = std::make_unique<Image>(image_test::FrameOf(pixels_),
+                                     std::make_unique<ImageInfoWStationStrategy>(graph_.image.Get()), &intent_);
     image_->PrepareAndDraw(window_, true, true);
     samples_ = intent.palette != 0 ? 3 : 1;
     display_.assign(image_->DisplayBits(), image_->DisplayBits() + samples_ * kSide * kSide);

@@ -11,6 +11,7 @@
 #include "image/image.h"
 #include "ondrel/platform/host_window.h"
 #include "sources/image_info_strategies.h"
+#include "image/pixels_support.h"
 #include "workstation/graph_support.h"
 
 namespace {
@@ -156,8 +157,8 @@ TEST(Overlays, AFullDrawShowsThemAndAFastDrawDoesNot) {
     graph.image->SetWindowCenter(50);
     std::vector<BYTE> black(256, 0);
     PresentationIntent intent;
-    Image image(PixelBuffer{black.data(), 256, false}, std::make_unique<ImageInfoWStationStrategy>(graph.image.Get()),
-                &intent, false);
+    Image image(image_test::FrameOf(black),
+                std::make_unique<ImageInfoWStationStrategy>(graph.image.Get()), &intent);
     const Window window(64, 64);
     image.PrepareAndDraw(window.handle, false, true);
     EXPECT_EQ(window.White(), 0U) << "fast draw";

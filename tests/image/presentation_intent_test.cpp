@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "ondrel/platform/host_window.h"
+#include "image/pixels_support.h"
 #include "workstation/graph_support.h"
 
 namespace {
@@ -67,22 +68,13 @@ TEST(PresentationIntent, UserOperationsFollowTheStateTable) {
   EXPECT_EQ(intent.rotation, 270);
 }
 
-PixelBuffer Owned(const std::vector<BYTE>& bytes) {
-  PixelBuffer buffer{new BYTE[bytes.size()], static_cast<std::uint32_t>(bytes.size()), true};
-  std::copy(bytes.begin(), bytes.end(), buffer.data);
-  return buffer;
-}
-
 struct OwnedPixels {
-  PixelBuffer buffer;
-  explicit OwnedPixels(const std::vector<BYTE>& bytes) : buffer(Owned(bytes)) {}
-  ~OwnedPixels() { delete[] buffer.data; }
-  OwnedPixels(const OwnedPixels&) = delete;
-  OwnedPixels& operator=(const OwnedPixels&) = delete;
-  std::vector<BYTE> Bytes() const { return {buffer.data, buffer.data + buffer.size}; }
+  ByteBlock buffer;
+  explicit OwnedPixels(const std::vector<BYTE>& bytes) : buffer(image_test::CopyOf(bytes)) {}
+  std::vector<BYTE> Bytes() const { return image_test::BytesOf(buffer.Span()); }
 };
 
-const PixelLayout kGrey2x3{2, 3, 1, 8, 0, false};
+const PixelLayout kGrey2x3{2, 3, 1, 8, 8, 0, Photometric::Monochrome2};
 
 TEST(RotateFlipPixels, QuarterTurnsAndFlipsByHand) {
   // 1 2 3
@@ -107,7 +99,7 @@ TEST(RotateFlipPixels, QuarterTurnsAndFlipsByHand) {
 }
 
 TEST(RotateFlipPixels, FlipLeftRightThenTurnRightEqualsTurnRightThenFlipUpDown) {
-  const PixelLayout layout{3, 4, 1, 12, 0, false};
+  const PixelLayout layout{3, 4, 1, 16, 12, 0, Photometric::Monochrome2};
   std::vector<BYTE> raw;
   for (int i = 0; i < 24; ++i) raw.push_back(static_cast<BYTE>(i * 7));
   OwnedPixels first(raw);
@@ -139,22 +131,22 @@ TEST(RotateFlipPixels, ColourSamplesTravelInTheirOwnSlotsAndPlanes) {
   // Two pixels side by side, (R, G, B) = (1, 2, 3) and (4, 5, 6); a turn right stacks them.
   OwnedPixels interleaved({1, 2, 3, 4, 5, 6});
   PresentationIntent intent;
-  RotateFlipPixels(intent, interleaved.buffer, PixelLayout{1, 2, 3, 8, 0, true}, ROTATE_RIGHT);
+  RotateFlipPixels(intent, interleaved.buffer, PixelLayout{1, 2, 3, 8, 8, 0, Photometric::Rgb}, ROTATE_RIGHT);
   EXPECT_EQ(interleaved.Bytes(), (std::vector<BYTE>{1, 2, 3, 4, 5, 6}));
-  RotateFlipPixels(intent, interleaved.buffer, PixelLayout{1, 2, 3, 8, 0, true}, FLIP_UD);
+  RotateFlipPixels(intent, interleaved.buffer, PixelLayout{1, 2, 3, 8, 8, 0, Photometric::Rgb}, FLIP_UD);
   EXPECT_EQ(interleaved.Bytes(), (std::vector<BYTE>{4, 5, 6, 1, 2, 3}));
 
   // Planes R R, G G, B B: a left-right flip swaps within each plane.
   OwnedPixels planar({1, 4, 2, 5, 3, 6});
   PresentationIntent other;
-  RotateFlipPixels(other, planar.buffer, PixelLayout{1, 2, 3, 8, 1, true}, FLIP_LR);
+  RotateFlipPixels(other, planar.buffer, PixelLayout{1, 2, 3, 8, 8, 1, Photometric::Rgb}, FLIP_LR);
   EXPECT_EQ(planar.Bytes(), (std::vector<BYTE>{4, 1, 5, 2, 6, 3}));
 }
 
 TEST(RotateFlipPixels, OddMiddleRowStaysAndReplayOfALeftTurnKeepsTheIntent) {
   OwnedPixels pixels({1, 2, 3, 4, 5, 6});
   PresentationIntent intent;
-  RotateFlipPixels(intent, pixels.buffer, PixelLayout{3, 2, 1, 8, 0, false}, FLIP_UD);
+  RotateFlipPixels(intent, pixels.buffer, PixelLayout{3, 2, 1, 8, 8, 0, Photometric::Monochrome2}, FLIP_UD);
   EXPECT_EQ(pixels.Bytes(), (std::vector<BYTE>{5, 6, 3, 4, 1, 2}));
 
   OwnedPixels turned({1, 2, 3, 4, 5, 6});

@@ -9,6 +9,7 @@
 #include "image/image.h"
 #include "ondrel/platform/host_window.h"
 #include "sources/image_info_strategies.h"
+#include "image/pixels_support.h"
 #include "workstation/graph_support.h"
 
 namespace {
@@ -25,7 +26,7 @@ struct ShutterSwitch {
 constexpr BYTE kPicture = 200;
 constexpr BYTE kBlank = 7;
 
-PixelBuffer View(std::vector<BYTE>& bytes) { return {bytes.data(), static_cast<std::uint32_t>(bytes.size()), false}; }
+using image_test::FrameOf;
 
 // An image of kPicture elements whose shutter blanks with kBlank outside the rectangle of columns 2..8
 // and rows 1..5, the circle of radius 2 about column 6, row 4, or the polygon around columns 2..5,
@@ -55,7 +56,7 @@ struct ShutteredImage {
     image->SetShutterRadius(2);
     image->SetShutterVertices(BStr(u"1\\2\\1\\6\\4\\6\\4\\2").Get());
   }
-  void Apply(bool monochrome1 = false) { Shutter(View(source), &info, monochrome1).Apply(View(pixels)); }
+  void Apply(bool monochrome1 = false) { Shutter(FrameOf(source), &info, monochrome1).Apply(pixels); }
 };
 
 TEST(Shutter, EachNamedShapeBlanksWhatLiesOutsideIt) {
@@ -114,13 +115,13 @@ TEST(Shutter, BlankValueWidthAndPlane) {
 TEST(Shutter, FollowsTheSwitchAndRestoresTheWholeImage) {
   ShutterSwitch on(true);
   ShutteredImage image(u"RECTANGULAR", 8, 12);
-  Shutter shutter(View(image.source), &image.info, false);
-  shutter.Apply(View(image.pixels));
+  Shutter shutter(FrameOf(image.source), &image.info, false);
+  shutter.Apply(image.pixels);
   image.pixels[0] = 99;
-  shutter.Apply(View(image.pixels));
+  shutter.Apply(image.pixels);
   EXPECT_EQ(image.pixels[0], 99) << "already applied: nothing done";
   SetShutterApplied(false);
-  shutter.Apply(View(image.pixels));
+  shutter.Apply(image.pixels);
   EXPECT_EQ(image.pixels, image.source) << "switched off: the whole image back";
   image.pixels[0] = 99;
   image.Apply();
@@ -134,18 +135,18 @@ TEST(Shutter, TheImageAppliesItOnEachCopyAndNamesItsFailure) {
   ShutteredImage shuttered(u"RECTANGULAR", 8, 12);
   PresentationIntent intent;
   const HWND window = ondrel::platform::CreateHostWindow(24, 16);
-  Image image(View(shuttered.source), std::make_unique<ImageInfoWStationStrategy>(shuttered.graph.image.Get()),
-              &intent, false);
+  Image image(FrameOf(shuttered.source), std::make_unique<ImageInfoWStationStrategy>(shuttered.graph.image.Get()),
+              &intent);
   image.PrepareAndDraw(window, false, true);
-  EXPECT_EQ(image.Pixels().data[0], kBlank);
-  EXPECT_EQ(image.Pixels().data[1 * 12 + 2], kPicture);
-  image.ReloadPixels(window, View(shuttered.source), true);
-  EXPECT_EQ(image.Pixels().data[0], kBlank) << "the fresh copy is blanked again";
+  EXPECT_EQ(image.Pixels()[0], kBlank);
+  EXPECT_EQ(image.Pixels()[1 * 12 + 2], kPicture);
+  image.ReloadPixels(window, FrameOf(shuttered.source), true);
+  EXPECT_EQ(image.Pixels()[0], kBlank) << "the fresh copy is blanked again";
 
   shuttered.graph.image->SetShutterShape(BStr(u"POLYGONAL").Get());
   shuttered.graph.image->SetShutterVertices(BStr(u"1\\2\\1\\6\\4").Get());
   try {
-    image.ReloadPixels(window, View(shuttered.source), true);
+    image.ReloadPixels(window, FrameOf(shuttered.source), true);
     ADD_FAILURE() << "an odd count of vertices must fail";
   } catch (const MyException& e) {
     EXPECT_TRUE(std::string(e.what()).starts_with("Failed to apply the shutter."));

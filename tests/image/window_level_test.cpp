@@ -8,9 +8,12 @@
 #include <string>
 #include <vector>
 
+#include "image/image.h"
 #include "image/palettes.h"
+#include "image/pixels_support.h"
 #include "image/presentation_intent.h"
 #include "ondrel/ondrel.h"
+#include "ondrel/platform/host_window.h"
 #include "sources/image_info_strategies.h"
 #include "workstation/graph_support.h"
 
@@ -68,28 +71,28 @@ TEST(WindowLevelLut, EdgeWindowsAndPolarity) {
     const char* holds;
     WindowLevel wl;
     bool isSigned;
-    int photometric;
+    Photometric photometric;
     bool invert;
     std::vector<BYTE> firstRowThenSecond;
   };
   const std::vector<Row> rows = {
-      {"window 1: 0 at or below the level, 255 above", {1, 10, 1, 1}, false, kPhotometricMonochrome2, false,
+      {"window 1: 0 at or below the level, 255 above", {1, 10, 1, 1}, false, Photometric::Monochrome2, false,
        {0, 0, 255, 255, 255, 255}},
-      {"no window: the stored value times 255/256", {0, 0, 1, 0}, false, kPhotometricMonochrome2, false,
+      {"no window: the stored value times 255/256", {0, 0, 1, 0}, false, Photometric::Monochrome2, false,
        {8, 9, 10, 127, 254, 127}},
-      {"no window, signed: -128 gives trunc(-127.5) as a byte", {0, 0, 1, 0}, true, kPhotometricMonochrome2, false,
+      {"no window, signed: -128 gives trunc(-127.5) as a byte", {0, 0, 1, 0}, true, Photometric::Monochrome2, false,
        {8, 9, 10, 129, 0, 129}},
-      {"MONOCHROME1 is inverted", {0, 0, 1, 0}, false, kPhotometricMonochrome1, false, {247, 246, 245, 128, 1, 128}},
-      {"MONOCHROME1 inverted once more shows the raw polarity", {0, 0, 1, 0}, false, kPhotometricMonochrome1, true,
+      {"MONOCHROME1 is inverted", {0, 0, 1, 0}, false, Photometric::Monochrome1, false, {247, 246, 245, 128, 1, 128}},
+      {"MONOCHROME1 inverted once more shows the raw polarity", {0, 0, 1, 0}, false, Photometric::Monochrome1, true,
        {8, 9, 10, 127, 254, 127}},
-      {"inverting MONOCHROME2", {1, 10, 1, 1}, false, kPhotometricMonochrome2, true, {255, 255, 0, 0, 0, 0}},
+      {"inverting MONOCHROME2", {1, 10, 1, 1}, false, Photometric::Monochrome2, true, {255, 255, 0, 0, 0, 0}},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.holds);
     LutInput input = Input(bytes, 2, 3, 8);
     input.windowLevel = row.wl;
     input.isSigned = row.isSigned;
-    input.photometric = row.photometric;
+    input.layout.photometric = row.photometric;
     input.invert = row.invert;
     const std::vector<BYTE> display = Render(input);
     const std::vector<BYTE> shown = {display[12], display[13], display[14], display[8], display[9], display[10]};
@@ -113,9 +116,9 @@ TEST(WindowLevelLut, ColourSamplesAreWrittenBlueGreenRedAndAPaletteUsesTheirLumi
     SCOPED_TRACE(planar);
     const std::vector<BYTE> bytes = {10, 20, 30};
     LutInput input = Input(bytes, 1, 1, 8);
-    input.samples = 3;
-    input.planarConfiguration = planar;
-    input.photometric = kPhotometricRgb;
+    input.layout.samples = 3;
+    input.layout.planarConfiguration = planar;
+    input.layout.photometric = Photometric::Rgb;
     std::vector<BYTE> display = Render(input);
     ASSERT_EQ(display.size(), 48U);
     EXPECT_EQ(std::vector<BYTE>(display.begin() + 36, display.begin() + 39), (std::vector<BYTE>{29, 19, 9}));
@@ -195,20 +198,20 @@ TEST(WindowLevelLut, RefusesPixelsShorterThanTheImageAndSkipsMissingPixels) {
   const std::string message = MessageOf([&] { ApplyWindowLevelLut(Input(bytes, 2, 2, 12), buffer); });
   EXPECT_TRUE(message.starts_with("Failed to apply the image window and level. File=window_level.cpp")) << message;
   LutInput none = Input(bytes, 2, 2, 12);
-  none.pixels = nullptr;
+  none.pixels = {};
   ApplyWindowLevelLut(none, buffer);
-  EXPECT_EQ(buffer.bytes, nullptr);
+  EXPECT_TRUE(buffer.Empty());
 }
 
 TEST(MinMaxPixelValues, RangeAlwaysHoldsZeroAndSlopeZeroStaysZero) {
   const std::vector<BYTE> bytes = Words({5, 10, 0xFFF});
-  PixelRange range = CalculateMinMaxPixelValues(bytes.data(), bytes.size(), 2, 12, false, 1.0, 0.0);
+  PixelRange range = CalculateMinMaxPixelValues(bytes, 2, 12, false, 1.0, 0.0);
   EXPECT_EQ(range.min, 0);
   EXPECT_EQ(range.max, 10);
-  range = CalculateMinMaxPixelValues(bytes.data(), bytes.size(), 3, 12, true, 2.0, 0.5);
+  range = CalculateMinMaxPixelValues(bytes, 3, 12, true, 2.0, 0.5);
   EXPECT_EQ(range.min, -1);  // 0xFFF is -1; (int)(-2 + 0.5) truncates to -1
   EXPECT_EQ(range.max, 20);
-  range = CalculateMinMaxPixelValues(bytes.data(), bytes.size(), 3, 12, false, 0.0, -7.0);
+  range = CalculateMinMaxPixelValues(bytes, 3, 12, false, 0.0, -7.0);
   EXPECT_EQ(range.min, -7);
   EXPECT_EQ(range.max, 0);
 }
@@ -227,39 +230,39 @@ struct ImageOfGraph {
 
 TEST(InitWindowLevel, FileValuesElseThePixelRangeElseNothing) {
   ImageOfGraph image(1, 3, 12);
-  std::vector<BYTE> bytes = Words({100, 1100, 600});
-  const PixelBuffer pixels{bytes.data(), static_cast<std::uint32_t>(bytes.size()), false};
+  const std::vector<BYTE> pixels = Words({100, 1100, 600});
   ImageInfoWStationStrategy info(image.graph.image.Get());
 
   image.graph.image->SetWindowCenter(40);
   image.graph.image->SetWindowWidth(400);
-  EXPECT_EQ(InitWindowLevel(info, pixels, kPhotometricMonochrome2), (WindowLevel{400, 40, 1, 0}));
+  EXPECT_EQ(InitWindowLevel(info, pixels, Photometric::Monochrome2), (WindowLevel{400, 40, 1, 0}));
 
   // The centre is missing: the range 0..1100 gives window 1100, level 550, step trunc(1100 / 255).
   image.graph.image->SetWindowCenter(0);
-  EXPECT_EQ(InitWindowLevel(info, pixels, kPhotometricMonochrome2), (WindowLevel{1100, 550, 4, 0}));
-  EXPECT_EQ(InitWindowLevel(info, PixelBuffer{}, kPhotometricMonochrome2), (WindowLevel{0, 0, 1, 0}));
+  EXPECT_EQ(InitWindowLevel(info, pixels, Photometric::Monochrome2), (WindowLevel{1100, 550, 4, 0}));
+  EXPECT_EQ(InitWindowLevel(info, {}, Photometric::Monochrome2), (WindowLevel{0, 0, 1, 0}));
 
   // Colour: the range the high bit allows.
   image.graph.image->SetHighBit(7);
-  EXPECT_EQ(InitWindowLevel(info, pixels, kPhotometricRgb), (WindowLevel{255, 127, 1, 0}));
+  EXPECT_EQ(InitWindowLevel(info, pixels, Photometric::Rgb), (WindowLevel{255, 127, 1, 0}));
 }
 
-TEST(WindowLevelLut, TheImageFormReadsTheStrategyAndSwapsATurnedShape) {
-  // Raw 2 rows x 3 columns, turned by 90 degrees: the pixels are 3 rows of 2.
+TEST(WindowLevelLut, TheImageReadsItsStrategyAndMapsItsTurnedShape) {
+  // Raw 2 rows x 3 columns, turned right by the intent: the pixels become 3 rows of 2.
   ImageOfGraph image(2, 3, 8);
-  std::vector<BYTE> bytes = {1, 2, 3, 4, 5, 6};
-  const PixelBuffer pixels{bytes.data(), static_cast<std::uint32_t>(bytes.size()), false};
-  ImageInfoWStationStrategy info(image.graph.image.Get());
+  const std::vector<BYTE> bytes = {1, 2, 3, 4, 5, 6};
   PresentationIntent intent;
   intent.rotation = 90;
   intent.windowLevel = WindowLevel{1, 3, 1, 1};
-  DisplayBuffer buffer;
-  ApplyWindowLevelLut(info, pixels, kPhotometricMonochrome2, intent, nullptr, buffer);
-  ASSERT_EQ(buffer.size, 16U);
-  // Rows (1, 2), (3, 4), (5, 6) from the bottom: at or below 3 is 0, above is 255.
-  const BYTE* b = buffer.bytes.get();
-  EXPECT_EQ((std::vector<BYTE>{b[12], b[13], b[8], b[9], b[4], b[5]}), (std::vector<BYTE>{0, 0, 0, 255, 255, 255}));
+  Image shown(image_test::FrameOf(bytes), std::make_unique<ImageInfoWStationStrategy>(image.graph.image.Get()),
+              &intent);
+  const HWND window = ondrel::platform::CreateHostWindow(8, 8);
+  shown.PrepareAndDraw(window, true, true);
+  DestroyWindow(window);
+  ASSERT_NE(shown.DisplayBits(), nullptr);
+  // Rows (4, 1), (5, 2), (6, 3) from the bottom of the 4 x 4 buffer: at or below 3 is 0, above is 255.
+  const BYTE* b = shown.DisplayBits();
+  EXPECT_EQ((std::vector<BYTE>{b[12], b[13], b[8], b[9], b[4], b[5]}), (std::vector<BYTE>{255, 0, 255, 0, 255, 0}));
 }
 
 }  // namespace

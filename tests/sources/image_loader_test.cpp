@@ -40,28 +40,26 @@ TEST_F(Loader, ASecondLoadComesFromTheCacheEvenWhenTheFileHasGone) {
   std::filesystem::copy_file(kFiles + "CT_small.dcm", copy, std::filesystem::copy_options::overwrite_existing);
   Describe(copy.string(), u"1.2.840.10008.1.2.1", 16);
   ImageInfoWStationStrategy strategy(graph.image.Get());
-  PixelBuffer first;
   bool cached = true;
-  loader.Load(&strategy, &first, &cached);
+  const std::shared_ptr<PixelData> first = loader.Load(&strategy, &cached);
   EXPECT_FALSE(cached);
-  ASSERT_EQ(first.size, 128U * 128U * 2U);
+  ASSERT_EQ(first->Bytes().size(), 128U * 128U * 2U);
   std::ifstream in(ONDREL_TEST_DATA_DIR "/sources/CT_small.pixels.raw", std::ios::binary);
   const std::string reference{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-  ASSERT_EQ(reference.size(), first.size);
-  EXPECT_EQ(std::memcmp(first.data, reference.data(), first.size), 0);
+  ASSERT_EQ(reference.size(), first->Bytes().size());
+  EXPECT_EQ(std::memcmp(first->Bytes().data(), reference.data(), reference.size()), 0);
 
   std::filesystem::remove(copy);
-  PixelBuffer second;
-  loader.Load(&strategy, &second, &cached);
+  const std::shared_ptr<PixelData> second = loader.Load(&strategy, &cached);
   EXPECT_TRUE(cached);
-  EXPECT_EQ(second.data, first.data);
+  EXPECT_EQ(second, first);
+  EXPECT_EQ(loader.Find(u"1.2.3.4"), first);
 
+  // Forgotten by the loader, the pixels stay with whoever holds them.
   loader.Remove(u"1.2.3.4");
-  PixelBuffer found{reinterpret_cast<std::uint8_t*>(&found), 1, true};
-  loader.Find(u"1.2.3.4", &found);
-  EXPECT_EQ(found.data, nullptr);
-  EXPECT_EQ(found.size, 0U);
-  EXPECT_TRUE(MessageOf([&] { loader.Find(nullptr, &found); }).starts_with("Invalid input parameters."));
+  EXPECT_EQ(loader.Find(u"1.2.3.4"), nullptr);
+  EXPECT_EQ(std::memcmp(first->Bytes().data(), reference.data(), reference.size()), 0);
+  EXPECT_TRUE(MessageOf([&] { loader.Find(nullptr); }).starts_with("Invalid input parameters."));
 }
 
 // The bits stored the object gives, not the stream, choose the codec: the 12-bit one decodes this
@@ -75,16 +73,15 @@ TEST_F(Loader, BitsStoredChoosesTheCodec) {
     ImageLoader fresh;
     Describe(kFiles + "JPEG-lossy.dcm", u"1.2.840.10008.1.2.4.51", c.bitsStored);
     ImageInfoWStationStrategy strategy(graph.image.Get());
-    PixelBuffer pixels;
+    std::shared_ptr<PixelData> pixels;
     bool cached = false;
-    const std::string message = MessageOf([&] { fresh.Load(&strategy, &pixels, &cached); });
+    const std::string message = MessageOf([&] { pixels = fresh.Load(&strategy, &cached); });
     if (c.decodes) {
       EXPECT_EQ(message, "(nothing was thrown)");
-      EXPECT_EQ(pixels.size, 1024U * 256U * 2U);
+      EXPECT_EQ(pixels->Bytes().size(), 1024U * 256U * 2U);
     } else {
       EXPECT_NE(message, "(nothing was thrown)") << c.bitsStored;
-      fresh.Find(u"1.2.3.4", &pixels);
-      EXPECT_EQ(pixels.data, nullptr) << "a failed decode is not cached";
+      EXPECT_EQ(fresh.Find(u"1.2.3.4"), nullptr) << "a failed decode is not cached";
     }
   }
 }
@@ -93,44 +90,40 @@ TEST_F(Loader, OtherSyntaxesComeBackAsTheyStandAndBrokenStreamsFail) {
   // Declared as JPEG-LS, the JPEG 2000 stream is not decoded: its compressed bytes come back.
   Describe(kFiles + "MR_small_jp2klossless.dcm", u"1.2.840.10008.1.2.4.57", 16);
   ImageInfoWStationStrategy strategy(graph.image.Get());
-  PixelBuffer pixels;
   bool cached = false;
-  loader.Load(&strategy, &pixels, &cached);
-  ASSERT_GT(pixels.size, 4U);
-  EXPECT_LT(pixels.size, 64U * 64U * 2U);
-  EXPECT_EQ(pixels.data[0], 0xFF);
-  EXPECT_EQ(pixels.data[1], 0x4F);  // the code stream's first marker
+  const std::span<const std::uint8_t> pixels = loader.Load(&strategy, &cached)->Bytes();
+  ASSERT_GT(pixels.size(), 4U);
+  EXPECT_LT(pixels.size(), 64U * 64U * 2U);
+  EXPECT_EQ(pixels[0], 0xFF);
+  EXPECT_EQ(pixels[1], 0x4F);  // the code stream's first marker
 
   // Declared as baseline JPEG, the same bytes are no JPEG stream: the codec's failure, nothing cached.
   ImageLoader fresh;
   graph.image->SetTransferSyntaxUid(BStr(u"1.2.840.10008.1.2.4.50").Get());
   graph.image->SetBitsStored(8);
-  EXPECT_NE(MessageOf([&] { fresh.Load(&strategy, &pixels, &cached); }), "(nothing was thrown)");
-  fresh.Find(u"1.2.3.4", &pixels);
-  EXPECT_EQ(pixels.data, nullptr);
+  EXPECT_NE(MessageOf([&] { fresh.Load(&strategy, &cached); }), "(nothing was thrown)");
+  EXPECT_EQ(fresh.Find(u"1.2.3.4"), nullptr);
 }
 
 TEST_F(Loader, AFileThatIsNotDicomAndMissingFactsFail) {
   Describe(kFiles + "README.txt", u"1.2.840.10008.1.2", 8);
   ImageInfoWStationStrategy strategy(graph.image.Get());
-  PixelBuffer pixels;
   bool cached = false;
-  EXPECT_TRUE(MessageOf([&] { loader.Load(&strategy, &pixels, &cached); })
+  EXPECT_TRUE(MessageOf([&] { loader.Load(&strategy, &cached); })
                   .starts_with("It's not a DICOM file or a well formatted DICOM file."));
   const auto other = Create<IImageInfoNW>(CLSID_ImageInfoNW);
   graph.series->AddImageToSeries(other.Get());
   ImageInfoWStationStrategy empty(other.Get());
-  EXPECT_TRUE(MessageOf([&] { loader.Load(&empty, &pixels, &cached); }).starts_with("Invalid image SOP Instance UID."));
-  EXPECT_TRUE(MessageOf([&] { loader.Load(nullptr, &pixels, &cached); }).starts_with("Invalid input parameters."));
+  EXPECT_TRUE(MessageOf([&] { loader.Load(&empty, &cached); }).starts_with("Invalid image SOP Instance UID."));
+  EXPECT_TRUE(MessageOf([&] { loader.Load(nullptr, &cached); }).starts_with("Invalid input parameters."));
 }
 
 TEST_F(Loader, AnImageThatWantsItsDataIsFilledFromTheWholeFile) {
   Describe(kFiles + "CT_small.dcm", u"", 0);
   graph.image->SetNeedsDicomData(VARIANT_TRUE);
   ImageInfoWStationStrategy strategy(graph.image.Get());
-  PixelBuffer pixels;
   bool cached = false;
-  loader.Load(&strategy, &pixels, &cached);
+  loader.Load(&strategy, &cached);
   // Values from dcmdump of the file.
   EXPECT_EQ(strategy.GetRows(), 128);
   EXPECT_EQ(strategy.GetBitsStored(), 16);
