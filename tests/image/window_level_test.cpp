@@ -161,6 +161,7 @@ class PlainGrey {
   std::vector<BYTE> lut_;
 };
 
+// Both the vector kernel and the plain per-sample mapping, each against the second implementation.
 TEST(WindowLevelLut, LargeImageMatchesAPlainImplementationByteForByte) {
   // 300 x 301 samples are more than the 65536 stored values, so the image maps through a value table.
   const LONG rows = 300;
@@ -181,15 +182,20 @@ TEST(WindowLevelLut, LargeImageMatchesAPlainImplementationByteForByte) {
   input.rescaleSlope = 0.7;
   input.rescaleIntercept = -3.0;
   input.windowLevel = {250, 0, 1, 1};
-  const std::vector<BYTE> display = Render(input);
   const std::size_t paddedColumns = 304;  // 300 rows need no padding
   const PlainGrey plain(16, true, 0.7f, -3.0, 250, 0);
-  for (LONG r = 0; r < rows; ++r)
-    for (LONG c = 0; c < columns; ++c) {
-      const std::size_t at = static_cast<std::size_t>(r * columns + c) * 2;
-      const int stored = bytes[at] | (bytes[at + 1] << 8);
-      ASSERT_EQ(display[static_cast<std::size_t>(rows - 1 - r) * paddedColumns + static_cast<std::size_t>(c)], plain(stored)) << "row " << r << " column " << c;
-    }
+  for (const bool plainOnly : {false, true}) {
+    SCOPED_TRACE(plainOnly ? "the plain mapping" : "the kernel");
+    const std::vector<BYTE> display = lut_test::Display(input, kUnwritten, plainOnly);
+    for (LONG r = 0; r < rows; ++r)
+      for (LONG c = 0; c < columns; ++c) {
+        const std::size_t at = static_cast<std::size_t>(r * columns + c) * 2;
+        const int stored = bytes[at] | (bytes[at + 1] << 8);
+        ASSERT_EQ(display[static_cast<std::size_t>(rows - 1 - r) * paddedColumns + static_cast<std::size_t>(c)],
+                  plain(stored))
+            << "row " << r << " column " << c;
+      }
+  }
 }
 
 TEST(WindowLevelLut, RefusesPixelsShorterThanTheImageAndSkipsMissingPixels) {
