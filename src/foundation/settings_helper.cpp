@@ -1,5 +1,6 @@
 #include "foundation/settings_helper.h"
 
+#include "foundation/config_entries.h"
 #include "foundation/exceptions.h"
 #include "foundation/file_utils.h"
 
@@ -29,26 +30,6 @@ std::string SettingsHelper::Get(const std::string& key) const {
   return found->second;
 }
 
-// Each search starts where the one before it found its text, so pieces out of order are not found and
-// the line is passed over; only the first entry of a line is read.
 void SettingsHelper::ScanLine(const std::string& line) {
-  constexpr auto npos = std::string::npos;
-  if (line.empty()) return;
-  const std::size_t add = line.find("<add");
-  if (add == npos) return;
-  const std::size_t keyMark = line.find("key=", add);
-  if (keyMark == npos) return;
-  const std::size_t keyQuote = line.find('"', keyMark);
-  if (keyQuote == npos) return;
-  const std::size_t keyStart = keyQuote + 1;
-  const std::size_t keyEnd = line.find('"', keyStart);
-  if (keyEnd == npos) return;
-  const std::size_t valueMark = line.find("value=", keyStart);
-  if (valueMark == npos) return;
-  const std::size_t valueQuote = line.find('"', valueMark);
-  if (valueQuote == npos) return;
-  const std::size_t valueStart = valueQuote + 1;
-  const std::size_t valueEnd = line.find('"', valueStart);
-  if (valueEnd == npos) return;
-  values_[line.substr(keyStart, keyEnd - keyStart)] = line.substr(valueStart, valueEnd - valueStart);
+  if (const auto entry = ScanAddEntry(std::string_view(line))) values_[std::string(entry->first)] = entry->second;
 }

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "foundation/config_entries.h"
 #include "ondrel/platform/codepage.h"
 #include "ondrel/platform/system.h"
 #include "ondrel/workstation_config.h"
@@ -83,29 +84,6 @@ std::u16string DecodeLine(std::string_view line) {
   return text.empty() ? Decode(line, CP_WINDOWS_1252) : text;
 }
 
-// The entry of one line, found as the core's settings file reader finds it: each search goes on from
-// where the one before it stopped, so pieces out of order leave the line unread.
-void ScanLine(const std::u16string& line, Entries& entries) {
-  constexpr auto npos = std::u16string::npos;
-  const std::size_t add = line.find(u"<add");
-  if (add == npos) return;
-  const std::size_t keyMark = line.find(u"key=", add);
-  if (keyMark == npos) return;
-  const std::size_t keyQuote = line.find(u'"', keyMark);
-  if (keyQuote == npos) return;
-  const std::size_t keyStart = keyQuote + 1;
-  const std::size_t keyEnd = line.find(u'"', keyStart);
-  if (keyEnd == npos) return;
-  const std::size_t valueMark = line.find(u"value=", keyStart);
-  if (valueMark == npos) return;
-  const std::size_t valueQuote = line.find(u'"', valueMark);
-  if (valueQuote == npos) return;
-  const std::size_t valueStart = valueQuote + 1;
-  const std::size_t valueEnd = line.find(u'"', valueStart);
-  if (valueEnd == npos) return;
-  entries[line.substr(keyStart, keyEnd - keyStart)] = line.substr(valueStart, valueEnd - valueStart);
-}
-
 Entries ReadEntries(const std::u16string& path) {
   Entries entries;
   const std::optional<std::string> bytes = ReadFileBytes(path);
@@ -117,7 +95,9 @@ Entries ReadEntries(const std::u16string& path) {
     std::string_view line = rest.substr(0, end);
     rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
     if (line.ends_with('\r')) line.remove_suffix(1);
-    ScanLine(DecodeLine(line), entries);
+    const std::u16string text = DecodeLine(line);
+    if (const auto entry = ScanAddEntry(std::u16string_view(text)))
+      entries[std::u16string(entry->first)] = entry->second;
   }
   return entries;
 }
