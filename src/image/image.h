@@ -119,15 +119,6 @@ class Image {
   struct DrawDibCloser {
     void operator()(HDRAWDIB handle) const { DrawDibClose(handle); }
   };
-  struct BrushDeleter {
-    void operator()(Gdiplus::GpSolidFill* brush) const { Gdiplus::DllExports::GdipDeleteBrush(brush); }
-  };
-  struct PenDeleter {
-    void operator()(Gdiplus::GpPen* pen) const { Gdiplus::DllExports::GdipDeletePen(pen); }
-  };
-  struct ImageDisposer {
-    void operator()(Gdiplus::GpBitmap* bitmap) const { Gdiplus::DllExports::GdipDisposeImage(bitmap); }
-  };
 
   std::unique_ptr<ImageInfoStrategy> info_;
   std::unique_ptr<Shutter> shutter_;  // made with each pixel copy, over the source it copies
@@ -135,10 +126,10 @@ class Image {
   DisplayBuffer displayBuffer_;
   std::unique_ptr<std::remove_pointer_t<HDRAWDIB>, DrawDibCloser> drawDib_;
   std::vector<BYTE> bitmapInfo_;  // BITMAPINFOHEADER, with the grey table for an 8-bit header
-  std::unique_ptr<Gdiplus::GpSolidFill, BrushDeleter> backgroundBrush_;
-  std::unique_ptr<Gdiplus::GpPen, PenDeleter> selectionPen_;
-  std::unique_ptr<Gdiplus::GpPen, PenDeleter> tagPen_;
-  std::unique_ptr<Gdiplus::GpBitmap, ImageDisposer> tagStar_;
+  ondrel::platform::GdiplusPtr<Gdiplus::GpSolidFill> backgroundBrush_;
+  ondrel::platform::GdiplusPtr<Gdiplus::GpPen> selectionPen_;
+  ondrel::platform::GdiplusPtr<Gdiplus::GpPen> tagPen_;
+  ondrel::platform::GdiplusPtr<Gdiplus::GpBitmap> tagStar_;
   RECT displayRect_{};
   std::vector<int> huConverter_;
   PresentationIntent* intent_ = nullptr;

@@ -26,16 +26,6 @@ constexpr int kTagSize = 20;
     if (checkedStatus_ != Ok) ThrowStatus((format), checkedStatus_, __FILE__, __LINE__); \
   } while (false)
 
-struct GraphicsDeleter {
-  void operator()(GpGraphics* graphics) const { GdipDeleteGraphics(graphics); }
-};
-struct RegionDeleter {
-  void operator()(GpRegion* region) const { GdipDeleteRegion(region); }
-};
-struct BitmapDisposer {
-  void operator()(GpBitmap* bitmap) const { GdipDisposeImage(bitmap); }
-};
-
 Rect ToRect(const RECT& r) { return Rect(r.left, r.top, r.right - r.left, r.bottom - r.top); }
 
 }  // namespace
@@ -64,10 +54,10 @@ void Image::FullDraw(HWND window) {
 
   GpBitmap* made = nullptr;
   GdipCreateBitmapFromGdiDib(reinterpret_cast<const BITMAPINFO*>(bitmapInfo_.data()), displayBuffer_.Data(), &made);
-  const std::unique_ptr<GpBitmap, BitmapDisposer> bitmap(made);
+  const ondrel::platform::GdiplusPtr<GpBitmap> bitmap(made);
   GpGraphics* graphicsMade = nullptr;
   GdipCreateFromHWND(window, &graphicsMade);
-  const std::unique_ptr<GpGraphics, GraphicsDeleter> graphics(graphicsMade);
+  const ondrel::platform::GdiplusPtr<GpGraphics> graphics(graphicsMade);
   if (!bitmap || !graphics) return;
 
   // Background: the client area outside the picture.
@@ -75,7 +65,7 @@ void Image::FullDraw(HWND window) {
   const Rect clientRect = ToRect(client);
   const Rect pictureRect = ToRect(displayRect_);
   GdipCreateRegionRectI(&clientRect, &regionMade);
-  const std::unique_ptr<GpRegion, RegionDeleter> region(regionMade);
+  const ondrel::platform::GdiplusPtr<GpRegion> region(regionMade);
   GdipCombineRegionRectI(region.get(), &pictureRect, CombineModeExclude);
   CHECK_STATUS(GdipFillRegion(graphics.get(), backgroundBrush_.get(), region.get()), "FillRegion() failed with status=%d.");
 

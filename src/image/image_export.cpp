@@ -30,10 +30,7 @@ struct BitmapDeleter {
 };
 using BitmapHandle = std::unique_ptr<std::remove_pointer_t<HBITMAP>, BitmapDeleter>;
 
-struct PictureDisposer {
-  void operator()(GpBitmap* picture) const { GdipDisposeImage(picture); }
-};
-using Picture = std::unique_ptr<GpBitmap, PictureDisposer>;
+using Picture = ondrel::platform::GdiplusPtr<GpBitmap>;
 
 struct ArrayDestroyer {
   void operator()(SAFEARRAY* array) const { SafeArrayDestroy(array); }

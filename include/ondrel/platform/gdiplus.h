@@ -10,6 +10,8 @@
 // the target; windows and 32-bit surfaces keep no alpha of their own.
 #pragma once
 
+#include <memory>
+
 #include "ondrel/platform/com.h"
 #include "ondrel/platform/gdi.h"
 
@@ -271,3 +273,20 @@ GpStatus GdipDrawRectangleI(GpGraphics* graphics, GpPen* pen, INT x, INT y, INT 
 
 }  // namespace DllExports
 }  // namespace Gdiplus
+
+namespace ondrel::platform {
+
+// Frees a GDI+ object with the call that goes with its type.
+struct GdiplusDeleter {
+  void operator()(Gdiplus::GpGraphics* graphics) const { Gdiplus::DllExports::GdipDeleteGraphics(graphics); }
+  void operator()(Gdiplus::GpRegion* region) const { Gdiplus::DllExports::GdipDeleteRegion(region); }
+  void operator()(Gdiplus::GpBrush* brush) const { Gdiplus::DllExports::GdipDeleteBrush(brush); }
+  void operator()(Gdiplus::GpPen* pen) const { Gdiplus::DllExports::GdipDeletePen(pen); }
+  void operator()(Gdiplus::GpImage* image) const { Gdiplus::DllExports::GdipDisposeImage(image); }
+};
+
+// The one owner of a GDI+ object: GdiplusPtr<GpBitmap>, GdiplusPtr<GpPen>, ...
+template <class T>
+using GdiplusPtr = std::unique_ptr<T, GdiplusDeleter>;
+
+}  // namespace ondrel::platform
