@@ -18,6 +18,13 @@ namespace ondrel::cli {
 
 namespace {
 
+// A tag as (gggg,eeee).
+std::string TagText(std::uint16_t group, std::uint16_t element) {
+  char text[16];
+  std::snprintf(text, sizeof text, "(%04X,%04X)", group, element);
+  return text;
+}
+
 // One line per element: control characters would break it, so they are shown escaped.
 std::string EscapeControls(const std::string& text) {
   std::string out;
@@ -101,7 +108,13 @@ bool DumpFile(std::string_view name, bool upToPixels) {
     PrintElements(data, 0);
     std::cout.flush();
     std::cerr << "ondrel: " << name << ": " << ToConsole(ReportText(failure));
-    if (opened) std::cerr << " (at byte " << parser.StartOffset() + std::uint64_t{parser.Position()} << " of the file)";
+    if (opened) {
+      std::cerr << " (at byte " << parser.StartOffset() + std::uint64_t{parser.Position()} << " of the file";
+      if (const auto& element = parser.LastElement())
+        std::cerr << ", in element " << TagText(element->group, element->element) << " from byte "
+                  << parser.StartOffset() + std::uint64_t{element->offset};
+      std::cerr << ")";
+    }
     std::cerr << "\n";
     return false;
   }

@@ -64,10 +64,25 @@ void Parser::ParseUpTo(VRContainer* container, std::uint16_t group, std::uint16_
 
 void Parser::Parse(VRContainer* container) {
   if (!reader_) THROW_MY_EXCEPTION("The parser buffer is NULL.");
+  try {
+    ParseElements(container);
+  } catch (const MyException& failure) {
+    // The failure's own text stays as it is; the trace says where in the data it happened.
+    if (depth_ == 0 && lastElement_)
+      Trace::Instance().WriteFormatted(1, "Parser::Parse - stopped in element (%04X,%04X) at byte %u: %s",
+                                       lastElement_->group, lastElement_->element, lastElement_->offset,
+                                       failure.what());
+    throw;
+  }
+}
+
+void Parser::ParseElements(VRContainer* container) {
   while (reader_->HasBytes(1)) {
+    const std::uint32_t start = reader_->Cursor();
     Tag tag;
     tag.group = reader_->ReadUShort();
     tag.element = reader_->ReadUShort();
+    if (depth_ == 0) lastElement_ = ElementStart{tag.group, tag.element, start};
 
     if (tag.group == kItemGroup && tag.element == kItemDelimiterElement) {
       const std::uint32_t length = reader_->ReadULong();

@@ -17,6 +17,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "dicom/buffers.h"
@@ -65,6 +66,14 @@ class Parser {
   bool Switched() const { return switched_; }
   // The reader's position: how many bytes of the data have been consumed, or 0 without a reader.
   std::uint32_t Position() const { return reader_ ? reader_->Cursor() : 0; }
+  // The last element of the data set (not of an item inside it) whose reading began, and where in the
+  // data its tag stands: after a failure, the element the parse stopped in. Null before the first.
+  struct ElementStart {
+    std::uint16_t group = 0;
+    std::uint16_t element = 0;
+    std::uint32_t offset = 0;
+  };
+  const std::optional<ElementStart>& LastElement() const { return lastElement_; }
 
  protected:
   void SetReader(std::unique_ptr<BufferReader> reader) { reader_ = std::move(reader); }
@@ -81,6 +90,7 @@ class Parser {
   // The parser of one sequence item, one level deeper than `parent`.
   Parser(std::unique_ptr<BufferReader> reader, const Parser& parent);
 
+  void ParseElements(VRContainer* container);
   const SyntaxRecord& SyntaxOf(std::uint16_t group) const;
   bool HasStopTag() const;
   // True when an element of `tag` is built while a stop tag is looked for.
@@ -102,6 +112,7 @@ class Parser {
   Tag stopTag_;
   const DicomDictionary& dictionary_;
   int depth_ = 0;
+  std::optional<ElementStart> lastElement_;
 };
 
 }  // namespace DicomEngine

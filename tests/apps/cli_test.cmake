@@ -46,7 +46,7 @@ expect_run(1 "README.md: It's not a DICOM file or a well formatted DICOM file\\.
 expect_run(1 "The /nonexistent/image.dcm file cannot be opened\\. The last error is \\(in hexa\\): 0x3" stderr
            dump /nonexistent/image.dcm)
 # A parse failure names the byte of the file; what was read before it is printed.
-expect_run(1 "MR_small_jpeg_ls_lossless.dcm: The buffer is not long enough to perform the requested read operation\\. File=.* \\(at byte 376 of the file\\)"
+expect_run(1 "MR_small_jpeg_ls_lossless.dcm: The buffer is not long enough to perform the requested read operation\\. File=.* \\(at byte 376 of the file, in element \\(0008,0008\\) from byte 366\\)"
            stderr dump ${dicom}/MR_small_jpeg_ls_lossless.dcm)
 expect_run(1 "\\(0002, 0010\\) VR=UI Length=22<=>0x16 Value=\\[1.2.840.10008.1.2.4.80\\]" stdout
            dump ${dicom}/MR_small_jpeg_ls_lossless.dcm)

@@ -137,6 +137,33 @@ TEST(Parser, StreamsGiveTheirElementsOrStopWithTheirFailure) {
   }
 }
 
+// After a failure the parser names the element of the data set it stopped in, and where it began,
+// also when the failure lies deep inside one of its items.
+TEST(Parser, AFailureNamesTheElementItStoppedIn) {
+  const struct {
+    const char* what;
+    Bytes bytes;
+    std::uint16_t group;
+    std::uint16_t element;
+  } rows[] = {
+      {"a value past the end", Bytes().then(kName).then(kModality).explicit_long(0x0009, 0x1010, "OB", 400), 0x0009,
+       0x1010},
+      {"an element where an item of a nested sequence belongs",
+       Bytes().then(kName).then(kModality).explicit_long(0x0008, 0x1115, "SQ", kUndefinedLength).item(kUndefinedLength)
+           .explicit_long(0x0008, 0x1140, "SQ", kUndefinedLength).then(kName),
+       0x0008, 0x1115},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.what);
+    Parser parser = ParserOver(row.bytes, kExplicit);
+    EXPECT_NE(FailureOf([&] { parser.Parse(nullptr); }), kNoFailure);
+    ASSERT_TRUE(parser.LastElement());
+    EXPECT_EQ(parser.LastElement()->group, row.group);
+    EXPECT_EQ(parser.LastElement()->element, row.element);
+    EXPECT_EQ(parser.LastElement()->offset, 20u) << "after the name and the modality, 10 bytes each";
+  }
+}
+
 TEST(Parser, SequencesNestUpToALimit) {
   const auto nested = [](int depth) {
     Bytes bytes;
