@@ -117,9 +117,19 @@ void Image::CopyPixelData(const FramePixels& source) {
     if (info_->GetSamplesPerPixel() == 0)
       Trace::Instance().Write("Image::CopyPixelData - The image samples per pixel is 0, assuming 1.", 2);
     const PixelLayout layout = Layout();
+    // One sample (grey) or three (colour) is all the display knows; a header that says otherwise is
+    // damaged, and taken at its word it could ask for gigabytes.
+    if (layout.samples != 1 && layout.samples != 3)
+      THROW_MY_EXCEPTION_F(128, "The image has %d samples per pixel; only 1 or 3 can be shown.", layout.samples);
     const std::size_t size = layout.CopyBytes();
-    // The frame view may hold fewer bytes than the shape (a short file): copy what there is, the rest
-    // stays zero, and nothing is read past the source.
+    // The frame may hold fewer bytes than its header describes: a file cut short, or YBR_FULL_422
+    // stored with two bytes a pixel. What it holds is shown, the rest padded with zeros. But a header
+    // that asks for more than twice what the frame holds describes some other image, and is refused
+    // before anything is allocated: so a damaged header never costs more than twice the file's pixels.
+    if (size / 2 > from.size())
+      THROW_MY_EXCEPTION_F(256, "The pixel data holds %zu bytes where the image's header needs %zu.", from.size(),
+                           size);
+    // Nothing is read past the source.
     const std::size_t available = std::min(size, from.size());
     if (previous.Size() == size) {
       pixels_ = std::move(previous);
