@@ -12,7 +12,7 @@ namespace {
 // Inlined into each clone below, so that each is vectorised for its own instruction set.
 template <typename Element, bool IntegralRescale, bool FloatFactor>
 [[gnu::always_inline]] inline void MapRow(const Element* elements, BYTE* out, std::size_t count, const GreyWindowKernel& k) {
-  const std::int32_t signBit = k.signBit;
+  const StoredBits stored = k.stored;
   const std::int32_t interceptInteger = k.interceptInteger;
   const float slope = k.slope;
   const double intercept = k.intercept;
@@ -22,8 +22,7 @@ template <typename Element, bool IntegralRescale, bool FloatFactor>
   const float floatFactor = k.floatFactor;
   const BYTE invertMask = k.invertMask;
   for (std::size_t i = 0; i < count; ++i) {
-    std::int32_t value = elements[i];
-    value -= (value & signBit) << 1;
+    const std::int32_t value = stored(elements[i]);
     std::int32_t modality;
     if constexpr (IntegralRescale)
       modality = value + interceptInteger;
@@ -56,13 +55,12 @@ template <typename Element>
 }
 
 template <typename Element>
-[[gnu::always_inline]] inline void Extremes(const Element* elements, std::size_t count, std::int32_t signBit,
+[[gnu::always_inline]] inline void Extremes(const Element* elements, std::size_t count, StoredBits bits,
                                             std::int32_t& smallest, std::int32_t& largest) {
   std::int32_t low = INT32_MAX;
   std::int32_t high = INT32_MIN;
   for (std::size_t i = 0; i < count; ++i) {
-    std::int32_t value = elements[i];
-    value -= (value & signBit) << 1;
+    const std::int32_t value = bits(elements[i]);
     low = std::min(low, value);
     high = std::max(high, value);
   }
@@ -105,20 +103,20 @@ __attribute__((target("arch=x86-64-v4"))) void MapAvx512(const Element* elements
 }
 
 template <typename Element>
-void ExtremesBaseline(const Element* elements, std::size_t count, std::int32_t signBit, std::int32_t& smallest,
+void ExtremesBaseline(const Element* elements, std::size_t count, StoredBits bits, std::int32_t& smallest,
                       std::int32_t& largest) {
-  Extremes(elements, count, signBit, smallest, largest);
+  Extremes(elements, count, bits, smallest, largest);
 }
 template <typename Element>
-__attribute__((target("avx2"))) void ExtremesAvx2(const Element* elements, std::size_t count, std::int32_t signBit,
+__attribute__((target("avx2"))) void ExtremesAvx2(const Element* elements, std::size_t count, StoredBits bits,
                                                   std::int32_t& smallest, std::int32_t& largest) {
-  Extremes(elements, count, signBit, smallest, largest);
+  Extremes(elements, count, bits, smallest, largest);
 }
 template <typename Element>
 __attribute__((target("arch=x86-64-v4"))) void ExtremesAvx512(const Element* elements, std::size_t count,
-                                                               std::int32_t signBit, std::int32_t& smallest,
+                                                               StoredBits bits, std::int32_t& smallest,
                                                                std::int32_t& largest) {
-  Extremes(elements, count, signBit, smallest, largest);
+  Extremes(elements, count, bits, smallest, largest);
 }
 
 template <typename Element>
@@ -134,15 +132,15 @@ void MapOnProcessor(const Element* elements, BYTE* out, std::size_t count, const
 }
 
 template <typename Element>
-void ExtremesOnProcessor(const Element* elements, std::size_t count, std::int32_t signBit, std::int32_t& smallest,
+void ExtremesOnProcessor(const Element* elements, std::size_t count, StoredBits bits, std::int32_t& smallest,
                          std::int32_t& largest) {
   switch (ProcessorLevel()) {
     case VectorLevel::kAvx512:
-      return ExtremesAvx512(elements, count, signBit, smallest, largest);
+      return ExtremesAvx512(elements, count, bits, smallest, largest);
     case VectorLevel::kAvx2:
-      return ExtremesAvx2(elements, count, signBit, smallest, largest);
+      return ExtremesAvx2(elements, count, bits, smallest, largest);
     case VectorLevel::kBaseline:
-      return ExtremesBaseline(elements, count, signBit, smallest, largest);
+      return ExtremesBaseline(elements, count, bits, smallest, largest);
   }
 }
 
@@ -156,12 +154,12 @@ void MapGreyRow(const std::uint16_t* elements, BYTE* out, std::size_t count, con
   MapOnProcessor(elements, out, count, kernel);
 }
 
-void StoredExtremes(const std::uint8_t* elements, std::size_t count, std::int32_t signBit, std::int32_t& smallest,
+void StoredExtremes(const std::uint8_t* elements, std::size_t count, StoredBits bits, std::int32_t& smallest,
                     std::int32_t& largest) {
-  ExtremesOnProcessor(elements, count, signBit, smallest, largest);
+  ExtremesOnProcessor(elements, count, bits, smallest, largest);
 }
 
-void StoredExtremes(const std::uint16_t* elements, std::size_t count, std::int32_t signBit, std::int32_t& smallest,
+void StoredExtremes(const std::uint16_t* elements, std::size_t count, StoredBits bits, std::int32_t& smallest,
                     std::int32_t& largest) {
-  ExtremesOnProcessor(elements, count, signBit, smallest, largest);
+  ExtremesOnProcessor(elements, count, bits, smallest, largest);
 }

@@ -12,13 +12,23 @@
 #include "image/window_level.h"
 #include "ondrel/platform/wintypes.h"
 
-// A grey window in the terms of the plain mapping: a stored element v is sign-extended as
-// v - ((v & signBit) << 1), made a modality value m (v + interceptInteger when `integralRescale`,
+// How a stored element becomes a value: masked to its bits stored, then, for signed data, its sign
+// extended.
+struct StoredBits {
+  std::int32_t mask = 0xFFFF;
+  std::int32_t signBit = 0;  // 0 for unsigned data
+  std::int32_t operator()(std::int32_t element) const {
+    const std::int32_t value = element & mask;
+    return value - ((value & signBit) << 1);
+  }
+};
+
+// A grey window in the terms of the plain mapping: a stored element becomes a value v (StoredBits), made a modality value m (v + interceptInteger when `integralRescale`,
 // else (int)((double)((float)v * slope) + intercept)), and shown as 0 when m - low <= 0, 255 when
 // m - low >= span, else (int)((double)(m - low) * factor); the byte is then XORed with invertMask.
 // Valid only when every intermediate stays within +-2^30 and span >= 0, which the caller checks.
 struct GreyWindowKernel {
-  std::int32_t signBit = 0;
+  StoredBits stored;
   bool integralRescale = true;
   std::int32_t interceptInteger = 0;
   float slope = 1.0F;
@@ -37,11 +47,10 @@ struct GreyWindowKernel {
 void MapGreyRow(const std::uint8_t* elements, BYTE* out, std::size_t count, const GreyWindowKernel& kernel);
 void MapGreyRow(const std::uint16_t* elements, BYTE* out, std::size_t count, const GreyWindowKernel& kernel);
 
-// The smallest and largest of `count` elements, each sign-extended as v - ((v & signBit) << 1).
-// `count` must be at least 1.
-void StoredExtremes(const std::uint8_t* elements, std::size_t count, std::int32_t signBit, std::int32_t& smallest,
+// The smallest and largest value of `count` elements. `count` must be at least 1.
+void StoredExtremes(const std::uint8_t* elements, std::size_t count, StoredBits bits, std::int32_t& smallest,
                     std::int32_t& largest);
-void StoredExtremes(const std::uint16_t* elements, std::size_t count, std::int32_t signBit, std::int32_t& smallest,
+void StoredExtremes(const std::uint16_t* elements, std::size_t count, StoredBits bits, std::int32_t& smallest,
                     std::int32_t& largest);
 
 // The grey kernel's parameters when it gives the plain mapping's bytes for `input`, else none: one

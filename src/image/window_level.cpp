@@ -32,17 +32,25 @@ std::int64_t ReadElement(const BYTE* pixels, std::size_t index, std::size_t byte
   return static_cast<std::int64_t>(at[0] | (at[1] << 8));
 }
 
-// The sign bit and value range of `bitsStored` bits. No bits stored means no sign and a range of one
-// value, so a broken header can't make the shifts undefined.
+// The sign bit, value range and mask of `bitsStored` bits. No bits stored means no sign, a range of one
+// value and nothing masked, so a broken header can't make the shifts undefined.
+//
+// Every element is masked to its bits stored before its sign is tested. That changes nothing for data
+// whose unused high bits are zero, the data this arithmetic was made for. But many scanners write
+// signed values of fewer bits than allocated with the sign extended into the high bits: masked, a
+// 12-bit -2048 stored as 0xF800 reads as the -2048 it is, where unmasked its sign would be extended a
+// second time. And a masked value never indexes past a table of 1 << bits entries.
 struct BitRange {
   std::int64_t signBit = 0;
   std::int64_t range = 1;
+  std::int64_t mask = ~std::int64_t{0};
 };
 
 BitRange RangeOf(int bitsStored) {
   const int bits = std::clamp(bitsStored, 0, 32);
   if (bits == 0) return {};
-  return {std::int64_t{1} << (bits - 1), std::int64_t{1} << bits};
+  const std::int64_t range = std::int64_t{1} << bits;
+  return {std::int64_t{1} << (bits - 1), range, range - 1};
 }
 
 std::size_t Padded(LONG size) { return (static_cast<std::size_t>(size) + 3) & ~std::size_t{3}; }
@@ -56,6 +64,7 @@ class ValueMapper {
     isSigned_ = input.isSigned;
     signBit_ = bits.signBit;
     range_ = bits.range;
+    mask_ = bits.mask;
     slope_ = static_cast<float>(input.rescaleSlope == 0.0 ? 1.0 : input.rescaleSlope);
     intercept_ = input.rescaleIntercept;
     const WindowLevel& wl = input.windowLevel;
@@ -68,6 +77,7 @@ class ValueMapper {
   }
 
   BYTE operator()(std::int64_t value) const {
+    value &= mask_;
     if (isSigned_ && (value & signBit_) != 0) value -= range_;
     BYTE output;
     if (hasWindow_) {
@@ -91,6 +101,7 @@ class ValueMapper {
   bool isSigned_ = false;
   std::int64_t signBit_ = 0;
   std::int64_t range_ = 1;
+  std::int64_t mask_ = ~std::int64_t{0};
   float slope_ = 1.0f;
   double intercept_ = 0.0;
   bool hasWindow_ = false;
@@ -206,7 +217,8 @@ void WriteDisplay(const LutInput& input, std::vector<BYTE>& valueTable, BYTE* di
           std::int64_t value = raw;
           if (thresholdFilter) {
             // The threshold is a stored value, so the sample is compared with its sign extended.
-            const std::int64_t signedRaw = input.isSigned && (raw & bits.signBit) != 0 ? raw - bits.range : raw;
+            const std::int64_t stored = raw & bits.mask;
+            const std::int64_t signedRaw = input.isSigned && (stored & bits.signBit) != 0 ? stored - bits.range : stored;
             value = signedRaw <= input.threshold ? filterHigh : filterLow;
           } else if (edgeFilter) {
             const bool edge = input.edgePoints != nullptr &&
@@ -318,7 +330,8 @@ std::optional<GreyWindowKernel> GreyKernelFor(const LutInput& input) {
   if (!(std::abs(static_cast<double>(slope)) * 65536.0 + std::abs(intercept) < kLimit / 2)) return {};
 
   GreyWindowKernel kernel;
-  kernel.signBit = input.isSigned ? std::int32_t{1} << (input.layout.bitsStored - 1) : 0;
+  kernel.stored.mask = (std::int32_t{1} << input.layout.bitsStored) - 1;
+  kernel.stored.signBit = input.isSigned ? std::int32_t{1} << (input.layout.bitsStored - 1) : 0;
   // With a slope of exactly 1 and a whole intercept, the float product and double sum are exact.
   kernel.integralRescale = slope == 1.0F && intercept == std::trunc(intercept);
   kernel.interceptInteger = static_cast<std::int32_t>(intercept);
@@ -349,13 +362,16 @@ PixelRange CalculateMinMaxPixelValues(std::span<const BYTE> pixels, std::size_t 
     // The rescale keeps the order of the stored values (each rounding does), or reverses it for a
     // negative slope, so the extremes of the modality values are those of the extreme stored values,
     // found without a conversion per sample.
-    const auto signBit = static_cast<std::int32_t>(isSigned && bits.signBit <= 0x8000 ? bits.signBit : 0);
+    // Elements are at most 16 bits wide, so more bits stored mask nothing and have no sign bit in them.
+    StoredBits stored;
+    stored.mask = static_cast<std::int32_t>(bits.mask & 0xFFFF);
+    stored.signBit = static_cast<std::int32_t>(isSigned && bits.signBit <= 0x8000 ? bits.signBit : 0);
     std::int32_t smallest = 0;
     std::int32_t largest = 0;
     if (elementBytes == 1)
-      StoredExtremes(pixels.data(), samples, signBit, smallest, largest);
+      StoredExtremes(pixels.data(), samples, stored, smallest, largest);
     else
-      StoredExtremes(reinterpret_cast<const std::uint16_t*>(pixels.data()), samples, signBit, smallest, largest);
+      StoredExtremes(reinterpret_cast<const std::uint16_t*>(pixels.data()), samples, stored, smallest, largest);
     const auto modality = [&](std::int32_t sample) {
       return static_cast<LONG>(static_cast<double>(sample) * slope + intercept);
     };

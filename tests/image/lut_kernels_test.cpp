@@ -137,7 +137,8 @@ TEST(LutKernels, TheModalityRangeIsTheRangeOfEveryMappedSample) {
         const std::vector<BYTE> pixels = RandomElements(random, count, bits);
         PixelRange expected;
         for (std::size_t i = 0; i < count; ++i) {
-          std::int64_t sample = bits < 9 ? pixels[i] : pixels[2 * i] | pixels[2 * i + 1] << 8;
+          // Masked to bits stored: the random elements carry bits above them.
+          std::int64_t sample = (bits < 9 ? pixels[i] : pixels[2 * i] | pixels[2 * i + 1] << 8) & ((1 << bits) - 1);
           if (isSigned && (sample & (std::int64_t{1} << (bits - 1))) != 0) sample -= std::int64_t{1} << bits;
           const auto value = static_cast<LONG>(static_cast<double>(sample) * rescale.slope + rescale.intercept);
           expected.min = std::min(expected.min, value);

@@ -65,6 +65,38 @@ TEST(WindowLevelLut, SignedTwelveBitImageThroughAWindowByHand) {
   EXPECT_EQ(Render(input)[13], 76);
 }
 
+// Bits above bits stored don't count: a signed value written with its sign extended into them (as many
+// scanners write) and one written with them clear show alike, and so do unsigned values with and
+// without stray high bits; through the kernel and the plain mapping, and in the pixel range.
+TEST(WindowLevelLut, BitsAboveBitsStoredAreMaskedOff) {
+  const struct {
+    const char* holds;
+    bool isSigned;
+    std::vector<BYTE> clean;
+    std::vector<BYTE> withHighBits;
+  } rows[] = {
+      {"signed, sign extended", true, Words({0x800, 0xF9C, 0, 100, 0x7FF, 0xFFF}),
+       Words({0xF800, 0xFF9C, 0, 100, 0x07FF, 0xFFFF})},
+      {"unsigned, stray high bits", false, Words({0x800, 0xF9C, 0, 100, 0x7FF, 0xFFF}),
+       Words({0x3800, 0xAF9C, 0xF000, 0x1064, 0x77FF, 0xFFFF})},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.holds);
+    LutInput clean = Input(row.clean, 2, 3, 12);
+    clean.isSigned = row.isSigned;
+    clean.windowLevel = {200, 0, 1, 0};
+    LutInput dirty = clean;
+    dirty.pixels = row.withHighBits;
+    for (const bool plain : {false, true}) {
+      EXPECT_EQ(lut_test::Display(dirty, kUnwritten, plain), lut_test::Display(clean, kUnwritten, plain)) << plain;
+    }
+    const PixelRange a = CalculateMinMaxPixelValues(row.clean, 6, 12, row.isSigned, 1.0, -1024.0);
+    const PixelRange b = CalculateMinMaxPixelValues(row.withHighBits, 6, 12, row.isSigned, 1.0, -1024.0);
+    EXPECT_EQ(a.min, b.min);
+    EXPECT_EQ(a.max, b.max);
+  }
+}
+
 TEST(WindowLevelLut, EdgeWindowsAndPolarity) {
   const std::vector<BYTE> bytes = {9, 10, 11, 128, 255, 0x80};
   struct Row {
