@@ -104,7 +104,7 @@ void Image::ReadPhotometric() {
   }
 }
 
-void Image::CopyPixelData(const FramePixels& source) {
+void Image::CopyPixelData(FramePixels source) {
   try {
     // The old block is kept until the new size is known: a copy of the same size (the next frame, a
     // reload) reuses it, since touching fresh memory costs more than the copy on large images.
@@ -150,7 +150,7 @@ void Image::CopyPixelData(const FramePixels& source) {
     } else {
       std::memcpy(pixels_.Data(), from.data(), available);
     }
-    shutter_ = std::make_unique<Shutter>(source, info_.get(), photometric_ == Photometric::Monochrome1);
+    shutter_ = std::make_unique<Shutter>(std::move(source), info_.get(), photometric_ == Photometric::Monochrome1);
   } catch (const std::bad_alloc&) {
     RETHROW_MY_EXCEPTION("Failed to allocate memory while copying the image pixel data.");
   } catch (...) {

@@ -56,7 +56,7 @@ class Image {
   // data leaves no pixels. Each copy comes with a new shutter over the source, which blanks the copy at
   // the next preparation while shutters are on. Throws "Image rows is 0." for an image without rows,
   // wrapped in "The Image copy pixel data failed.".
-  void CopyPixelData(const FramePixels& source);
+  void CopyPixelData(FramePixels source);
   // Sets the intent's window and level from the image (from the file, else from the pixels) when
   // `force` or when the intent has none.
   void InitWindowLevel(bool force);

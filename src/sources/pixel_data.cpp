@@ -24,7 +24,7 @@ std::span<const std::uint8_t> FramePixels::Bytes() const {
 
 bool FramePixels::IsConverted() const { return data_ && data_->convertedFrames_.count(frame_) != 0; }
 
-void FramePixels::StoreConverted(std::span<const std::uint8_t> rgb) const {
+void FramePixels::StoreConverted(std::span<const std::uint8_t> rgb) {
   if (Empty()) return;
   const std::size_t count = std::min(rgb.size(), data_->bytes_.Size() - offset_);
   std::memcpy(data_->bytes_.Data() + offset_, rgb.data(), count);

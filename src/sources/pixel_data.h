@@ -54,8 +54,8 @@ class FramePixels {
   // Whether the frame's YBR_FULL pixels were already turned into RGB in the block.
   bool IsConverted() const;
   // Writes `rgb` over the frame's first bytes (never past the block) and records the frame as
-  // converted. Nothing for a view without pixels.
-  void StoreConverted(std::span<const std::uint8_t> rgb) const;
+  // converted: the one change a block sees. Nothing for a view without pixels.
+  void StoreConverted(std::span<const std::uint8_t> rgb);
 
  private:
   std::shared_ptr<PixelData> data_;
