@@ -12,7 +12,7 @@
 // - On success: true; `*out` is a new block allocated with `new std::uint8_t[n]` (for the 12- and
 //   16-bit functions the same bytes seen as unsigned short), which the caller frees with `delete[]` on
 //   a `std::uint8_t*`; `*outLength` is n, its size in bytes. The frames follow one another in it, rows
-//   top to bottom, samples interleaved pixel by pixel (R, G, B for colour).
+//   top to bottom, samples interleaved pixel by pixel.
 // - On failure: false, `*out` null, `*outLength` 0, and a message, usually the library's
 //   (NUL-terminated, at most 1023 characters), in `errorText`, a caller's buffer of 1024 bytes. These
 //   fail: a null source or out pointer, a length of 0 or less, data without a code stream, a code
@@ -20,11 +20,16 @@
 //   the libraries would otherwise fill with grey), and a decoded size above INT_MAX bytes. Nothing is
 //   thrown, nothing is printed.
 // - No global state: any number of threads may decode at once.
+//
+// Colour JPEG: the samples are the stream's components as it stores them, with no colour transform,
+// whatever JFIF or Adobe markers or component ids say: a YCbCr stream gives Y, Cb, Cr (subsampled
+// components brought to the full size by the library's interpolation), an RGB stream R, G, B. The
+// image's Photometric Interpretation says what they are; the image object converts YBR_FULL itself.
+// This is DCMTK's dcmdjpeg +cn ("never convert").
 #pragma once
 
 // 8-bit samples. Lossy streams go to libjpeg-turbo, lossless ones (process 14) to the IJG 8-bit
-// library; a stream of more than 8 bits fails. Colour streams come out as R, G, B: YCbCr is
-// converted, unless the stream says it is RGB (Adobe transform 0, or component ids 'R', 'G', 'B').
+// library; a stream of more than 8 bits fails.
 bool DecompressJpegBufferIntoBmpBuffer8(unsigned char* source, int sourceLength, unsigned char** out,
                                         int* outLength, char* errorText);
 
