@@ -47,8 +47,11 @@ bool DecompressJpegBufferIntoBmpBuffer16(unsigned char* source, int sourceLength
                                          int* outLength, char* errorText);
 
 // JPEG 2000 (a J2K code stream, or a JP2 file) through OpenJPEG. When every component has a precision
-// of 8 bits or less the samples are bytes, otherwise 16-bit little-endian words. Signed components keep
-// their two's-complement bits, sign-extended to the sample size. Components of more than 16 bits,
-// subsampled components and code streams lacking tiles fail.
+// of 8 bits or less the samples are bytes, otherwise 16-bit little-endian words. Each sample holds its
+// component's precision and nothing above it: a signed component keeps the two's-complement bits of
+// its precision with the higher bits zero (a 12-bit -1 is 0x0FFF), as an uncompressed image holds its
+// stored bits; the reader extends the sign. Colour comes out as OpenJPEG gives it (the reversible or
+// irreversible component transform undone). Components of more than 16 bits, subsampled components and
+// code streams lacking tiles fail.
 bool DecompressJpeg2KBufferIntoBmpBuffer(unsigned char* source, int sourceLength, unsigned char** out,
                                          int* outLength, char* errorText);

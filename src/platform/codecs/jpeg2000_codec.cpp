@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <vector>
 
 #include "codec_support.h"
 #include "ondrel/platform/codecs.h"
@@ -72,7 +73,10 @@ struct ImageDeleter {
 };
 
 // Interleaves the decoded components into `out`: bytes when every component has 8 bits or less, else
-// 16-bit little-endian words. The casts keep a signed sample's two's-complement bits.
+// 16-bit little-endian words. Each sample is masked to its component's precision: a signed sample
+// keeps the two's-complement bits of that precision and its higher bits are zero (a 12-bit -1 is
+// 0x0FFF), as an uncompressed image holds its stored bits with the unused high bits zero. Whoever
+// reads the samples takes the sign from the image's Bits Stored, not from bits above it.
 bool AppendSamples(const opj_image_t& image, OutputBlock& out, char* errorText) {
   const opj_image_comp_t* components = image.comps;
   const std::uint32_t count = image.numcomps;
@@ -107,9 +111,11 @@ bool AppendSamples(const opj_image_t& image, OutputBlock& out, char* errorText) 
   }
   std::uint8_t* target = out.Append(static_cast<std::size_t>(pixels * count * sampleBytes), errorText);
   if (target == nullptr) return false;
+  std::vector<std::uint32_t> masks(count);
+  for (std::uint32_t c = 0; c < count; ++c) masks[c] = (std::uint32_t{1} << components[c].prec) - 1;
   for (std::uint64_t i = 0; i < pixels; ++i) {
     for (std::uint32_t c = 0; c < count; ++c) {
-      const auto sample = static_cast<std::uint32_t>(components[c].data[i]);
+      const std::uint32_t sample = static_cast<std::uint32_t>(components[c].data[i]) & masks[c];
       *target++ = static_cast<std::uint8_t>(sample);
       if (wide) *target++ = static_cast<std::uint8_t>(sample >> 8);
     }
