@@ -1,9 +1,13 @@
 #include "sources/image_loader.h"
 
+#include <algorithm>
+#include <climits>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 
 #include "dicom/file_parser.h"
+#include "dicom/vr.h"
 #include "foundation/exceptions.h"
 #include "foundation/text_utils.h"
 #include "ondrel/platform/codecs.h"
@@ -21,16 +25,36 @@ bool IsJpeg2000(const std::u16string& syntax) {
   return syntax == u"1.2.840.10008.1.2.4.90" || syntax == u"1.2.840.10008.1.2.4.91";
 }
 
+// Number of Frames (0028,0008) of the data set, which the strategy does not give; 1 when it is
+// missing or not a positive number.
+std::uint64_t NumberOfFrames(const DicomEngine::DicomData& data) {
+  const auto* value = dynamic_cast<const DicomEngine::VRString*>(data.Find(0x0028, 0x0008));
+  const long frames = value == nullptr ? 0 : std::atol(value->Value().c_str());
+  return frames > 0 ? static_cast<std::uint64_t>(frames) : 1;
+}
+
+// The most bytes a codec may hand back: what the header says the frames hold, rows x columns x
+// samples (at least one, as the image reads it) x two bytes above 8 bits allocated or stored (the
+// 12- and 16-bit codecs give two) or else one, clamped to INT_MAX. A damaged stream that declares
+// more fails before anything of its size is allocated.
+int DecodedSizeLimit(ImageInfoStrategy& strategy, std::uint64_t frames) {
+  const std::uint64_t sampleBytes = strategy.GetBitsAllocated() > 8 || strategy.GetBitsStored() > 8 ? 2 : 1;
+  const std::uint64_t samples = std::max<std::uint64_t>(strategy.GetSamplesPerPixel(), 1);
+  const std::uint64_t frameBytes = std::uint64_t{strategy.GetRows()} * strategy.GetColumns() * samples * sampleBytes;
+  return frames > INT_MAX / std::max<std::uint64_t>(frameBytes, 1) ? INT_MAX : static_cast<int>(frameBytes * frames);
+}
+
 // The record takes the codec's block, whatever the result; a failure throws the codec's message.
 template <class Codec>
-void Decode(PixelBuffer& record, std::size_t skip, Codec codec, const char* unknownError) {
+void Decode(PixelBuffer& record, std::size_t skip, Codec codec, int maxOutLength, const char* unknownError) {
   std::unique_ptr<char[]> errorText(new char[kErrorTextSize]);
   errorText[0] = '\0';
   std::uint8_t* decoded = nullptr;
   int decodedSize = 0;
   bool ok = false;
   try {
-    ok = codec(record.data + skip, static_cast<int>(record.size), &decoded, &decodedSize, errorText.get());
+    ok = codec(record.data + skip, static_cast<int>(record.size), &decoded, &decodedSize, errorText.get(),
+               maxOutLength);
   } catch (...) {
     THROW_MY_EXCEPTION(unknownError);
   }
@@ -47,7 +71,7 @@ void Decode(PixelBuffer& record, std::size_t skip, Codec codec, const char* unkn
   }
 }
 
-void DecodeJpeg(PixelBuffer& record, SHORT bitsStored) {
+void DecodeJpeg(PixelBuffer& record, SHORT bitsStored, int maxOutLength) {
   // Leading zero bytes (an empty first fragment, padding) are stepped over; the length passed stays
   // the whole size. So that the codec never reads past the block, the bytes are then moved into a
   // block longer by the bytes skipped, whose tail is zero: padding, as the codec reads it.
@@ -62,15 +86,16 @@ void DecodeJpeg(PixelBuffer& record, SHORT bitsStored) {
   if (bitsStored > 8) {
     const auto codec = bitsStored < 13 ? &DecompressJpegBufferIntoBmpBuffer12 : &DecompressJpegBufferIntoBmpBuffer16;
     Decode(record, skip,
-           [codec](unsigned char* source, int length, std::uint8_t** out, int* outLength, char* error) {
+           [codec](unsigned char* source, int length, std::uint8_t** out, int* outLength, char* error, int limit) {
              unsigned short* words = nullptr;
-             const bool ok = codec(source, length, &words, outLength, error);
+             const bool ok = codec(source, length, &words, outLength, error, limit);
              *out = reinterpret_cast<std::uint8_t*>(words);
              return ok;
            },
-           "The JPEG decoder caught an unknown error.");
+           maxOutLength, "The JPEG decoder caught an unknown error.");
   } else {
-    Decode(record, skip, &DecompressJpegBufferIntoBmpBuffer8, "The JPEG decoder caught an unknown error.");
+    Decode(record, skip, &DecompressJpegBufferIntoBmpBuffer8, maxOutLength,
+           "The JPEG decoder caught an unknown error.");
   }
 }
 
@@ -97,6 +122,7 @@ void ImageLoader::Load(ImageInfoStrategy* strategy, PixelBuffer* record, bool* w
   }
 
   PixelBuffer loaded;
+  std::uint64_t frames = 1;
   {
     DicomEngine::DicomData data(false);
     DicomEngine::FileParser parser;
@@ -109,6 +135,7 @@ void ImageLoader::Load(ImageInfoStrategy* strategy, PixelBuffer* record, bool* w
       strategy->LoadFromDicomData(data, ToNarrow(name));
     }
     data.GetPixelData(&loaded.data, &loaded.size);
+    frames = NumberOfFrames(data);
   }
   std::unique_ptr<std::uint8_t[]> guard(loaded.data);
 
@@ -118,7 +145,7 @@ void ImageLoader::Load(ImageInfoStrategy* strategy, PixelBuffer* record, bool* w
   if (!syntaxText.IsNull() && IsJpeg(syntax)) {
     guard.release();
     try {
-      DecodeJpeg(loaded, bitsStored);
+      DecodeJpeg(loaded, bitsStored, DecodedSizeLimit(*strategy, frames));
     } catch (...) {
       delete[] loaded.data;
       throw;
@@ -127,7 +154,8 @@ void ImageLoader::Load(ImageInfoStrategy* strategy, PixelBuffer* record, bool* w
   } else if (!syntaxText.IsNull() && IsJpeg2000(syntax)) {
     guard.release();
     try {
-      Decode(loaded, 0, &DecompressJpeg2KBufferIntoBmpBuffer, "The JPEG 2000 decoder caught an unknown error.");
+      Decode(loaded, 0, &DecompressJpeg2KBufferIntoBmpBuffer, DecodedSizeLimit(*strategy, frames),
+             "The JPEG 2000 decoder caught an unknown error.");
     } catch (...) {
       delete[] loaded.data;
       throw;

@@ -112,6 +112,13 @@ bool RunDecoder(JpegDecoderState<Lib>* state, ByteRange stream, int sampleBytes,
   // of the colour space (from JFIF and Adobe markers and component ids) is often wrong for DICOM, whose
   // photometric interpretation says what they are, and the image object converts YBR_FULL itself.
   decompress->out_color_space = decompress->jpeg_color_space;
+  // The library allocates image-sized buffers in StartDecompress (a progressive stream's coefficients),
+  // so a damaged header that declares a huge image fails here, before them. Without a colour transform
+  // the output has the stream's components, each of the image's full size.
+  const std::uint64_t declared = std::uint64_t{decompress->image_width} * decompress->image_height *
+                                 static_cast<std::uint64_t>(decompress->num_components) *
+                                 static_cast<std::uint64_t>(sampleBytes);
+  if (!out->Admits(declared, errorText)) return false;
   Lib::StartDecompress(decompress);
 
   const std::size_t rowSamples = std::size_t{decompress->output_width} * decompress->output_components;
