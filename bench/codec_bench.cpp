@@ -27,6 +27,7 @@
 // bench/make_codec_frames.py.
 #include <benchmark/benchmark.h>
 
+#include <climits>
 #include <cstdint>
 #include <cstring>
 #include <iostream>
@@ -104,7 +105,7 @@ std::vector<std::uint8_t> JoinedItems(DcmDataset* dataset) {
   return joined;
 }
 
-// Decodes with the codec function; the block is the caller's to delete[].
+// Decodes with the codec function, any size accepted; the block is the caller's to delete[].
 std::uint8_t* DecodeWithOndrel(Frame& frame, int* length) {
   char errorText[1024] = "";
   std::uint8_t* block = nullptr;
@@ -114,13 +115,13 @@ std::uint8_t* DecodeWithOndrel(Frame& frame, int* length) {
   if (frame.codec == Codec::kJpeg12 || frame.codec == Codec::kJpeg16) {
     unsigned short* out = nullptr;
     decoded = frame.codec == Codec::kJpeg12
-                  ? DecompressJpegBufferIntoBmpBuffer12(source, sourceLength, &out, length, errorText)
-                  : DecompressJpegBufferIntoBmpBuffer16(source, sourceLength, &out, length, errorText);
+                  ? DecompressJpegBufferIntoBmpBuffer12(source, sourceLength, &out, length, errorText, INT_MAX)
+                  : DecompressJpegBufferIntoBmpBuffer16(source, sourceLength, &out, length, errorText, INT_MAX);
     block = reinterpret_cast<std::uint8_t*>(out);
   } else if (frame.codec == Codec::kJpeg8) {
-    decoded = DecompressJpegBufferIntoBmpBuffer8(source, sourceLength, &block, length, errorText);
+    decoded = DecompressJpegBufferIntoBmpBuffer8(source, sourceLength, &block, length, errorText, INT_MAX);
   } else {
-    decoded = DecompressJpeg2KBufferIntoBmpBuffer(source, sourceLength, &block, length, errorText);
+    decoded = DecompressJpeg2KBufferIntoBmpBuffer(source, sourceLength, &block, length, errorText, INT_MAX);
   }
   if (!decoded) throw std::runtime_error(frame.file + ": " + errorText);
   return block;

@@ -155,6 +155,19 @@ TEST_F(RenderedFiles, EachPictureMatchesItsReferenceAtScaleOne) {
        "SC_rgb_100x100_planar_right.ppm", 100, 148, 0, 24},
       {"YBR_FULL converted to RGB, truncated and wrapped", "render/YBR_FULL_100x100.dcm", None, "YBR_FULL_100x100.ppm",
        100, 148, 0, 24},
+      // Colour JPEG: the codec gives the stream's components as stored, and the image object alone
+      // converts YBR_FULL, so each picture is that one conversion of the stream's Y, Cb, Cr (4:4:4 and,
+      // subsampled in the stream, 4:2:2), or the stream's own R, G, B where the file says RGB.
+      {"YBR_FULL JPEG, 4:4:4 in the stream, converted once", "render/SC_rgb_jpeg_dcmtk.dcm", None,
+       "SC_rgb_jpeg_dcmtk.ppm", 100, 148, 0, 24},
+      {"YBR_FULL JPEG from DCMTK's +cy+s4, converted once", "render/SC_rgb_dcmtk_+eb+cy+s4.dcm", None,
+       "SC_rgb_dcmtk_+eb+cy+s4.ppm", 100, 148, 0, 24},
+      {"YBR_FULL JPEG with 4:2:2 chroma in the stream, converted once", "render/SC_rgb_dcmtk_+eb+cy+n2.dcm", None,
+       "SC_rgb_dcmtk_+eb+cy+n2.ppm", 100, 148, 0, 24},
+      {"YBR_FULL JPEG of 3 x 3, converted once", "render/SC_rgb_small_odd_jpeg.dcm", None, "SC_rgb_small_odd_jpeg.ppm",
+       4, 52, 0, 24},
+      {"RGB JPEG without JFIF or Adobe marker: its R, G, B as stored", "render/SC_jpeg_no_color_transform.dcm", None,
+       "SC_jpeg_no_color_transform.ppm", 256, 304, 0, 24},
       // 511 columns fit 512 at 512/511, so the padded bitmap lands unstretched; its last column is
       // padding, left unset, and not compared.
       {"511 columns, padded to 512", "render/width511_u12.dcm", None, "width511_u12.pgm", 512, 52, 0, 24},

@@ -30,6 +30,14 @@ class Loader : public ::testing::Test {
     graph.image->SetBitsStored(bitsStored);
   }
 
+  // The header's size of the image, which bounds what a codec may decode.
+  void Shape(USHORT rows, USHORT columns, USHORT samples, USHORT bitsAllocated) {
+    graph.image->SetRows(rows);
+    graph.image->SetColumns(columns);
+    graph.image->SetSamplesPerPixel(samples);
+    graph.image->SetBitsAllocated(bitsAllocated);
+  }
+
   const ClassesRegistered registered;
   const Graph graph;
   ImageLoader loader;
@@ -72,6 +80,7 @@ TEST_F(Loader, BitsStoredChoosesTheCodec) {
   for (const auto& c : cases) {
     ImageLoader fresh;
     Describe(kFiles + "JPEG-lossy.dcm", u"1.2.840.10008.1.2.4.51", c.bitsStored);
+    Shape(1024, 256, 1, 16);
     ImageInfoWStationStrategy strategy(graph.image.Get());
     std::shared_ptr<PixelData> pixels;
     bool cached = false;
@@ -82,6 +91,33 @@ TEST_F(Loader, BitsStoredChoosesTheCodec) {
     } else {
       EXPECT_NE(message, "(nothing was thrown)") << c.bitsStored;
       EXPECT_EQ(fresh.Find(u"1.2.3.4"), nullptr) << "a failed decode is not cached";
+    }
+  }
+}
+
+// The codec may decode what the header says the image holds and no more: a stream larger than its
+// header fails with the codec's message, and nothing is cached.
+TEST_F(Loader, TheHeaderBoundsTheDecodedSize) {
+  const struct {
+    USHORT rows;
+    const char* failure;
+  } cases[] = {{1024, nullptr},
+               {512, "The code stream declares 524288 bytes of samples, more than the 262144 bytes the caller "
+                     "accepts."}};
+  for (const auto& c : cases) {
+    ImageLoader fresh;
+    Describe(kFiles + "JPEG-lossy.dcm", u"1.2.840.10008.1.2.4.51", 12);
+    Shape(c.rows, 256, 1, 16);
+    ImageInfoWStationStrategy strategy(graph.image.Get());
+    std::shared_ptr<PixelData> pixels;
+    bool cached = false;
+    const std::string message = MessageOf([&] { pixels = fresh.Load(&strategy, &cached); });
+    if (c.failure == nullptr) {
+      EXPECT_EQ(message, "(nothing was thrown)");
+      EXPECT_EQ(pixels->Bytes().size(), 1024U * 256U * 2U);
+    } else {
+      EXPECT_TRUE(message.starts_with(c.failure)) << message;
+      EXPECT_EQ(fresh.Find(u"1.2.3.4"), nullptr);
     }
   }
 }

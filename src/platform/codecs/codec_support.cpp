@@ -2,7 +2,6 @@
 #include "codec_support.h"
 
 #include <algorithm>
-#include <climits>
 #include <cstdio>
 #include <cstring>
 #include <exception>
@@ -42,17 +41,30 @@ void SetErrorText(char* errorText, std::string_view message) noexcept {
   errorText[length] = '\0';
 }
 
-std::uint8_t* OutputBlock::Append(std::size_t count, char* errorText) noexcept {
-  if (count > static_cast<std::size_t>(INT_MAX) - size_) {
-    SetErrorText(errorText, "The decoded image is larger than 2 GiB.");
-    return nullptr;
+bool OutputBlock::Admits(std::uint64_t declared, char* errorText) const noexcept {
+  if (declared <= limit_ - size_) return true;
+  char message[256];
+  if (size_ == 0) {
+    std::snprintf(message, sizeof message,
+                  "The code stream declares %llu bytes of samples, more than the %zu bytes the caller accepts.",
+                  static_cast<unsigned long long>(declared), limit_);
+  } else {
+    std::snprintf(message, sizeof message,
+                  "The code stream declares %llu bytes of samples, which after the %zu bytes of the frames "
+                  "before it is more than the %zu bytes the caller accepts.",
+                  static_cast<unsigned long long>(declared), size_, limit_);
   }
+  SetErrorText(errorText, message);
+  return false;
+}
+
+std::uint8_t* OutputBlock::Append(std::size_t count, char* errorText) noexcept {
+  if (!Admits(count, errorText)) return nullptr;
   const std::size_t needed = size_ + count;
   if (needed > capacity_) {
     // The first frame gets exactly its size, so that a single frame is handed over without a copy;
     // further frames double the block, so that many frames are not copied over and over.
-    const std::size_t capacity =
-        capacity_ == 0 ? needed : std::min(std::max(needed, 2 * capacity_), static_cast<std::size_t>(INT_MAX));
+    const std::size_t capacity = capacity_ == 0 ? needed : std::min(std::max(needed, 2 * capacity_), limit_);
     std::unique_ptr<std::uint8_t[]> grown(new (std::nothrow) std::uint8_t[capacity]);
     if (!grown) {
       SetErrorText(errorText, "Out of memory for the decoded image.");
@@ -81,7 +93,7 @@ std::uint8_t* OutputBlock::Release() noexcept {
 }
 
 std::uint8_t* RunCodec(const unsigned char* source, int sourceLength, bool outputGiven, StreamDecoder decode,
-                       int* outLength, char* errorText) noexcept {
+                       int* outLength, char* errorText, int maxOutLength) noexcept {
   if (outLength != nullptr) *outLength = 0;
   if (!outputGiven || outLength == nullptr) {
     SetErrorText(errorText, "No place for the decoded image: a null output pointer was passed.");
@@ -97,8 +109,15 @@ std::uint8_t* RunCodec(const unsigned char* source, int sourceLength, bool outpu
     SetErrorText(errorText, message);
     return nullptr;
   }
+  if (maxOutLength <= 0) {
+    char message[96];
+    std::snprintf(message, sizeof message, "No room for the decoded samples: the caller accepts %d bytes.",
+                  maxOutLength);
+    SetErrorText(errorText, message);
+    return nullptr;
+  }
   try {
-    OutputBlock out;
+    OutputBlock out(static_cast<std::size_t>(maxOutLength));
     if (!decode({source, static_cast<std::size_t>(sourceLength)}, out, errorText)) return nullptr;
     if (out.Size() == 0) {
       SetErrorText(errorText, "The code stream holds no samples.");
@@ -133,6 +152,33 @@ std::size_t FindNextStream(ByteRange bytes, std::size_t offset, std::initializer
   return kNotFound;
 }
 
+namespace {
+
+// The samples a frame's scans code, from the frame header's fields after Lf: P, Y, X, Nf, then for
+// each component its id, H and V factors (4 bits each) and table. 0 when the fields are cut short or
+// a factor is 0.
+std::uint64_t CodedSamples(ByteRange fields) {
+  if (fields.size < 6) return 0;
+  const std::uint64_t height = ReadBigEndian16(fields.data + 1), width = ReadBigEndian16(fields.data + 3);
+  const std::size_t components = fields.data[5];
+  if (fields.size < 6 + 3 * components) return 0;
+  std::uint64_t maxH = 0, maxV = 0;
+  for (std::size_t c = 0; c < components; ++c) {
+    const std::uint8_t factors = fields.data[6 + 3 * c + 1];
+    if ((factors >> 4) == 0 || (factors & 0x0F) == 0) return 0;
+    maxH = std::max<std::uint64_t>(maxH, factors >> 4);
+    maxV = std::max<std::uint64_t>(maxV, factors & 0x0F);
+  }
+  std::uint64_t samples = 0;
+  for (std::size_t c = 0; c < components; ++c) {
+    const std::uint8_t factors = fields.data[6 + 3 * c + 1];
+    samples += ((width * (factors >> 4) + maxH - 1) / maxH) * ((height * (factors & 0x0F) + maxV - 1) / maxV);
+  }
+  return samples;
+}
+
+}  // namespace
+
 JpegFrameHeader ReadJpegFrameHeader(ByteRange stream) {
   std::size_t offset = 2;  // past SOI
   while (offset + 1 < stream.size) {
@@ -145,7 +191,9 @@ JpegFrameHeader ReadJpegFrameHeader(ByteRange stream) {
     // SOF0..SOF15 without DHT (C4), JPG (C8) and DAC (CC).
     if (marker >= 0xC0 && marker <= 0xCF && marker != 0xC4 && marker != 0xC8 && marker != 0xCC) {
       if (offset + 4 >= stream.size) return {};
-      return {true, (marker & 0x03) == 0x03, stream.data[offset + 4]};
+      JpegFrameHeader header{true, (marker & 0x03) == 0x03, (marker & 0x08) != 0, stream.data[offset + 4], 0};
+      header.codedSamples = CodedSamples(stream.From(offset + 4));
+      return header;
     }
     if (marker == 0xDA || marker == 0xD9) return {};  // a scan or the end before any frame header
     if (marker == 0x01 || (marker >= 0xD0 && marker <= 0xD7)) {  // TEM and RSTn stand alone

@@ -24,11 +24,19 @@ struct ByteRange {
 void SetErrorText(char* errorText, std::string_view message) noexcept;
 
 // The decoded samples of every frame, one frame after the other, in a block that is finally handed to
-// the caller. The block is allocated with new std::uint8_t[], as the caller frees it.
+// the caller. The block is allocated with new std::uint8_t[], as the caller frees it, and never grows
+// past the caller's limit.
 class OutputBlock {
  public:
+  // `limit`: the most bytes the caller accepts, at most INT_MAX (the caller's length is an int).
+  explicit OutputBlock(std::size_t limit) : limit_(limit) {}
+
+  // Whether a frame that declares `declared` bytes of samples fits after the frames already decoded.
+  // Asked before the frame is decoded, so that a damaged header that declares a huge image fails
+  // before anything of its size is allocated; false with the declared size and the limit in errorText.
+  bool Admits(std::uint64_t declared, char* errorText) const noexcept;
   // Room for `count` more bytes at the end; returns where they start. Null when the total would pass
-  // INT_MAX bytes (the caller's length is an int) or memory runs out, with the reason in errorText.
+  // the limit or memory runs out, with the reason in errorText.
   std::uint8_t* Append(std::size_t count, char* errorText) noexcept;
   std::size_t Size() const { return size_; }
   // Hands the block over and leaves this one empty. Its first Size() bytes are the samples; it is
@@ -39,17 +47,24 @@ class OutputBlock {
   std::unique_ptr<std::uint8_t[]> data_;
   std::size_t size_ = 0;
   std::size_t capacity_ = 0;
+  std::size_t limit_;
 };
+
+// a * b, or the largest value when that overflows: sizes declared by damaged headers stay comparable.
+constexpr std::uint64_t SaturatingProduct(std::uint64_t a, std::uint64_t b) {
+  return b != 0 && a > UINT64_MAX / b ? UINT64_MAX : a * b;
+}
 
 // Decodes every code stream of the caller's data into `out`; false with a message in errorText.
 using StreamDecoder = bool (*)(ByteRange data, OutputBlock& out, char* errorText);
 
-// The frame of the four codec functions: checks the arguments, runs `decode` and returns the decoded
-// block with its length in *outLength. A failure, or an exception out of `decode`, gives null with
-// *outLength 0 and a message in errorText. `outputGiven` says whether the caller gave an out pointer
-// (without one there is nowhere to hand the block to). outLength and errorText may be null.
+// The frame of the four codec functions: checks the arguments, runs `decode` into a block of at most
+// `maxOutLength` bytes and returns the decoded block with its length in *outLength. A failure, or an
+// exception out of `decode`, gives null with *outLength 0 and a message in errorText. `outputGiven`
+// says whether the caller gave an out pointer (without one there is nowhere to hand the block to).
+// outLength and errorText may be null.
 std::uint8_t* RunCodec(const unsigned char* source, int sourceLength, bool outputGiven, StreamDecoder decode,
-                       int* outLength, char* errorText) noexcept;
+                       int* outLength, char* errorText, int maxOutLength) noexcept;
 
 // A byte pattern that opens a code stream of some kind.
 using StreamStart = std::span<const std::uint8_t>;
@@ -79,11 +94,16 @@ std::size_t FindFirstStream(ByteRange bytes, std::initializer_list<StreamStart> 
 std::size_t FindNextStream(ByteRange bytes, std::size_t offset, std::initializer_list<StreamStart> starts,
                            bool skipFillBytes);
 
-// The frame header (SOFn) of a JPEG code stream that starts with SOI, as far as choosing a library needs.
+// The frame header (SOFn) of a JPEG code stream that starts with SOI, as far as choosing a library and
+// bounding what the stream can hold need.
 struct JpegFrameHeader {
   bool found = false;
   bool lossless = false;  // process 14 or its relatives (SOF3, SOF7, SOF11, SOF15)
+  bool arithmetic = false;  // arithmetic rather than Huffman coding (SOF9 to SOF15)
   int precision = 0;
+  // The samples the scans code: for each component, the image's size scaled by its sampling factors
+  // (ceil(X * H / Hmax) times ceil(Y * V / Vmax)), summed. 0 when the header is cut short.
+  std::uint64_t codedSamples = 0;
 };
 JpegFrameHeader ReadJpegFrameHeader(ByteRange stream);
 

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <vector>
 
 #include "codec_support.h"
 #include "ondrel/platform/codecs.h"
@@ -71,12 +72,32 @@ struct ImageDeleter {
   void operator()(opj_image_t* image) const { opj_image_destroy(image); }
 };
 
+// Bytes a sample: 1 when every component has 8 bits or less, else 2.
+std::uint64_t SampleBytes(const opj_image_t& image) {
+  for (std::uint32_t c = 0; c < image.numcomps; ++c) {
+    if (image.comps[c].prec > 8) return 2;
+  }
+  return 1;
+}
+
+// The bytes of samples the header declares, summed over the components as OpenJPEG allocates them.
+std::uint64_t DeclaredBytes(const opj_image_t& image) {
+  std::uint64_t samples = 0;
+  for (std::uint32_t c = 0; c < image.numcomps; ++c) {
+    const std::uint64_t component = SaturatingProduct(image.comps[c].w, image.comps[c].h);
+    samples = component > UINT64_MAX - samples ? UINT64_MAX : samples + component;
+  }
+  return SaturatingProduct(samples, SampleBytes(image));
+}
+
 // Interleaves the decoded components into `out`: bytes when every component has 8 bits or less, else
-// 16-bit little-endian words. The casts keep a signed sample's two's-complement bits.
+// 16-bit little-endian words. Each sample is masked to its component's precision: a signed sample
+// keeps the two's-complement bits of that precision and its higher bits are zero (a 12-bit -1 is
+// 0x0FFF), as an uncompressed image holds its stored bits with the unused high bits zero. Whoever
+// reads the samples takes the sign from the image's Bits Stored, not from bits above it.
 bool AppendSamples(const opj_image_t& image, OutputBlock& out, char* errorText) {
   const opj_image_comp_t* components = image.comps;
   const std::uint32_t count = image.numcomps;
-  bool wide = false;
   for (std::uint32_t c = 0; c < count; ++c) {
     if (components[c].w != components[0].w || components[c].h != components[0].h) {
       SetErrorText(errorText, "JPEG 2000 images with subsampled components are not supported.");
@@ -93,23 +114,22 @@ bool AppendSamples(const opj_image_t& image, OutputBlock& out, char* errorText) 
       SetErrorText(errorText, "OpenJPEG returned a component without samples.");
       return false;
     }
-    wide = wide || components[c].prec > 8;
   }
   const std::uint64_t pixels = std::uint64_t{components[0].w} * components[0].h;
-  const std::uint64_t sampleBytes = wide ? 2 : 1;
   if (pixels == 0) {
     SetErrorText(errorText, "The JPEG 2000 image is empty.");
     return false;
   }
-  if (pixels > static_cast<std::uint64_t>(INT32_MAX) / count / sampleBytes) {
-    SetErrorText(errorText, "The decoded image is larger than 2 GiB.");
-    return false;
-  }
-  std::uint8_t* target = out.Append(static_cast<std::size_t>(pixels * count * sampleBytes), errorText);
+  // Admitted before the decoding, so the size fits in the caller's int.
+  const std::uint64_t bytes = DeclaredBytes(image);
+  const bool wide = SampleBytes(image) == 2;
+  std::uint8_t* target = out.Append(static_cast<std::size_t>(bytes), errorText);
   if (target == nullptr) return false;
+  std::vector<std::uint32_t> masks(count);
+  for (std::uint32_t c = 0; c < count; ++c) masks[c] = (std::uint32_t{1} << components[c].prec) - 1;
   for (std::uint64_t i = 0; i < pixels; ++i) {
     for (std::uint32_t c = 0; c < count; ++c) {
-      const auto sample = static_cast<std::uint32_t>(components[c].data[i]);
+      const std::uint32_t sample = static_cast<std::uint32_t>(components[c].data[i]) & masks[c];
       *target++ = static_cast<std::uint8_t>(sample);
       if (wide) *target++ = static_cast<std::uint8_t>(sample >> 8);
     }
@@ -151,6 +171,9 @@ bool DecodeOneStream(ByteRange bytes, bool isJp2File, OutputBlock& out, char* er
   opj_image_t* header = nullptr;
   const bool headerRead = opj_read_header(stream.get(), codec.get(), &header);
   std::unique_ptr<opj_image_t, ImageDeleter> image(header);
+  // opj_decode allocates every component at the size the header declares, so a damaged header that
+  // declares a huge image fails here, before that.
+  if (headerRead && image && !out.Admits(DeclaredBytes(*image), errorText)) return false;
   if (!headerRead || !image || !opj_decode(codec.get(), stream.get(), image.get()) ||
       !opj_end_decompress(codec.get(), stream.get())) {
     if (!errors.hasMessage) SetErrorText(errorText, "OpenJPEG could not decode the JPEG 2000 code stream.");
@@ -207,8 +230,9 @@ bool DecodeJpeg2000Streams(ByteRange data, OutputBlock& out, char* errorText) {
 }  // namespace
 
 bool DecompressJpeg2KBufferIntoBmpBuffer(unsigned char* source, int sourceLength, unsigned char** out,
-                                         int* outLength, char* errorText) {
-  std::uint8_t* block = RunCodec(source, sourceLength, out != nullptr, DecodeJpeg2000Streams, outLength, errorText);
+                                         int* outLength, char* errorText, int maxOutLength) {
+  std::uint8_t* block = RunCodec(source, sourceLength, out != nullptr, DecodeJpeg2000Streams, outLength, errorText,
+                                 maxOutLength);
   if (out != nullptr) *out = block;
   return block != nullptr;
 }

@@ -2,6 +2,8 @@
 // and join the frames.
 #include "ondrel/platform/codecs.h"
 
+#include <cstdio>
+
 #include "codec_support.h"
 #include "jpeg_frame_decoders.h"
 
@@ -33,6 +35,22 @@ JpegFrameDecoder ChooseFor16BitSamples(const JpegFrameHeader& header) {
   return header.precision <= 8 ? DecodeJpegFrameWithTurbo : DecodeJpegFrameWithIjg12;
 }
 
+// A lossless stream with Huffman coding spends at least one bit on every sample it codes: a Huffman
+// code is at least one bit long, and the difference it codes adds bits, never takes any away. So a
+// frame cannot code more samples than eight times the bytes from its start to the end of the data; a
+// damaged frame header that declares more fails here, before a library sees it. Other streams have
+// no such bound: arithmetic coding, and the end-of-band runs of progressive lossy streams, code whole
+// blocks in a fraction of a bit.
+bool FitsInItsBytes(const JpegFrameHeader& header, ByteRange stream, char* errorText) {
+  if (!header.lossless || header.arithmetic || header.codedSamples <= 8 * std::uint64_t{stream.size}) return true;
+  char message[192];
+  std::snprintf(message, sizeof message,
+                "The lossless JPEG frame declares %llu samples, more than its %zu bytes can hold.",
+                static_cast<unsigned long long>(header.codedSamples), stream.size);
+  SetErrorText(errorText, message);
+  return false;
+}
+
 bool DecodeJpegFrames(ByteRange data, int sampleBytes, DecoderChoice choose, OutputBlock& out, char* errorText) {
   std::size_t offset = FindFirstStream(data, {kJpegStart});
   if (offset == kNotFound) {
@@ -41,8 +59,12 @@ bool DecodeJpegFrames(ByteRange data, int sampleBytes, DecoderChoice choose, Out
   }
   while (offset != kNotFound) {
     const ByteRange stream = data.From(offset);
+    const JpegFrameHeader header = ReadJpegFrameHeader(stream);
     std::size_t consumed = 0;
-    if (!choose(ReadJpegFrameHeader(stream))(stream, sampleBytes, out, &consumed, errorText)) return false;
+    if (!FitsInItsBytes(header, stream, errorText) ||
+        !choose(header)(stream, sampleBytes, out, &consumed, errorText)) {
+      return false;
+    }
     offset = FindNextStream(data, offset + consumed, {kJpegStart}, true);
   }
   return true;
@@ -63,22 +85,25 @@ bool DecodeInto16BitSamples(ByteRange data, OutputBlock& out, char* errorText) {
 }  // namespace
 
 bool DecompressJpegBufferIntoBmpBuffer8(unsigned char* source, int sourceLength, unsigned char** out,
-                                        int* outLength, char* errorText) {
-  std::uint8_t* block = RunCodec(source, sourceLength, out != nullptr, DecodeInto8BitSamples, outLength, errorText);
+                                        int* outLength, char* errorText, int maxOutLength) {
+  std::uint8_t* block = RunCodec(source, sourceLength, out != nullptr, DecodeInto8BitSamples, outLength, errorText,
+                                 maxOutLength);
   if (out != nullptr) *out = block;
   return block != nullptr;
 }
 
 bool DecompressJpegBufferIntoBmpBuffer12(unsigned char* source, int sourceLength, unsigned short** out,
-                                         int* outLength, char* errorText) {
-  std::uint8_t* block = RunCodec(source, sourceLength, out != nullptr, DecodeInto12BitSamples, outLength, errorText);
+                                         int* outLength, char* errorText, int maxOutLength) {
+  std::uint8_t* block = RunCodec(source, sourceLength, out != nullptr, DecodeInto12BitSamples, outLength, errorText,
+                                 maxOutLength);
   if (out != nullptr) *out = reinterpret_cast<unsigned short*>(block);
   return block != nullptr;
 }
 
 bool DecompressJpegBufferIntoBmpBuffer16(unsigned char* source, int sourceLength, unsigned short** out,
-                                         int* outLength, char* errorText) {
-  std::uint8_t* block = RunCodec(source, sourceLength, out != nullptr, DecodeInto16BitSamples, outLength, errorText);
+                                         int* outLength, char* errorText, int maxOutLength) {
+  std::uint8_t* block = RunCodec(source, sourceLength, out != nullptr, DecodeInto16BitSamples, outLength, errorText,
+                                 maxOutLength);
   if (out != nullptr) *out = reinterpret_cast<unsigned short*>(block);
   return block != nullptr;
 }

@@ -85,12 +85,6 @@ void SkipInputData(typename Lib::Decompress* decompress, long count) {
 template <class Lib>
 void TermSource(typename Lib::Decompress*) {}
 
-template <class Lib>
-bool HasRgbComponentIds(const typename Lib::Decompress& decompress) {
-  return decompress.num_components == 3 && decompress.comp_info[0].component_id == 'R' &&
-         decompress.comp_info[1].component_id == 'G' && decompress.comp_info[2].component_id == 'B';
-}
-
 // Widens `count` samples to 16 bits.
 template <class Sample>
 void WidenSamples(const Sample* samples, std::size_t count, std::uint8_t* target) {
@@ -114,12 +108,17 @@ bool RunDecoder(JpegDecoderState<Lib>* state, ByteRange stream, int sampleBytes,
   state->source.bytes_in_buffer = stream.size;
   decompress->src = &state->source;
   Lib::ReadHeader(decompress);
-  // libjpeg-turbo takes component ids 'R', 'G', 'B' for RGB when no JFIF or Adobe marker says what the
-  // colours are; IJG 6b guesses YCbCr there. Both do the same here.
-  if (!decompress->saw_JFIF_marker && !decompress->saw_Adobe_marker && HasRgbComponentIds<Lib>(*decompress)) {
-    decompress->jpeg_color_space = Lib::kRgb;
-    decompress->out_color_space = Lib::kRgb;
-  }
+  // The components come out as the stream stores them, without a colour transform: the library's guess
+  // of the colour space (from JFIF and Adobe markers and component ids) is often wrong for DICOM, whose
+  // photometric interpretation says what they are, and the image object converts YBR_FULL itself.
+  decompress->out_color_space = decompress->jpeg_color_space;
+  // The library allocates image-sized buffers in StartDecompress (a progressive stream's coefficients),
+  // so a damaged header that declares a huge image fails here, before them. Without a colour transform
+  // the output has the stream's components, each of the image's full size.
+  const std::uint64_t declared = std::uint64_t{decompress->image_width} * decompress->image_height *
+                                 static_cast<std::uint64_t>(decompress->num_components) *
+                                 static_cast<std::uint64_t>(sampleBytes);
+  if (!out->Admits(declared, errorText)) return false;
   Lib::StartDecompress(decompress);
 
   const std::size_t rowSamples = std::size_t{decompress->output_width} * decompress->output_components;

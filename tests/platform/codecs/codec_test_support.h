@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <climits>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -42,10 +43,12 @@ struct Result {
   std::string error;
 };
 
-// Calls `codec` over `length` bytes at `source` (either may be anything, for the argument checks).
-inline Result Decode(Codec codec, const std::uint8_t* source, int length) {
+// Calls `codec` over `length` bytes at `source` (either may be anything, for the argument checks),
+// accepting at most `limit` bytes of samples.
+inline Result Decode(Codec codec, const std::uint8_t* source, int length, int limit = INT_MAX) {
   Result result;
   std::array<char, 1024> errorText{};
+  char* error = errorText.data();
   auto* input = const_cast<unsigned char*>(source);
   // The out pointer starts as a value the call must overwrite, success or not.
   static std::uint8_t untouched;
@@ -53,14 +56,14 @@ inline Result Decode(Codec codec, const std::uint8_t* source, int length) {
   if (codec == Codec::kJpeg12 || codec == Codec::kJpeg16) {
     unsigned short* out = reinterpret_cast<unsigned short*>(&untouched);
     result.ok = codec == Codec::kJpeg12
-                    ? DecompressJpegBufferIntoBmpBuffer12(input, length, &out, &result.outLength, errorText.data())
-                    : DecompressJpegBufferIntoBmpBuffer16(input, length, &out, &result.outLength, errorText.data());
+                    ? DecompressJpegBufferIntoBmpBuffer12(input, length, &out, &result.outLength, error, limit)
+                    : DecompressJpegBufferIntoBmpBuffer16(input, length, &out, &result.outLength, error, limit);
     block = reinterpret_cast<std::uint8_t*>(out);
   } else {
     unsigned char* out = &untouched;
     result.ok = codec == Codec::kJpeg8
-                    ? DecompressJpegBufferIntoBmpBuffer8(input, length, &out, &result.outLength, errorText.data())
-                    : DecompressJpeg2KBufferIntoBmpBuffer(input, length, &out, &result.outLength, errorText.data());
+                    ? DecompressJpegBufferIntoBmpBuffer8(input, length, &out, &result.outLength, error, limit)
+                    : DecompressJpeg2KBufferIntoBmpBuffer(input, length, &out, &result.outLength, error, limit);
     block = out;
   }
   if (block == &untouched) {
@@ -76,8 +79,8 @@ inline Result Decode(Codec codec, const std::uint8_t* source, int length) {
   return result;
 }
 
-inline Result Decode(Codec codec, const Bytes& data) {
-  return Decode(codec, data.data(), static_cast<int>(data.size()));
+inline Result Decode(Codec codec, const Bytes& data, int limit = INT_MAX) {
+  return Decode(codec, data.data(), static_cast<int>(data.size()), limit);
 }
 
 // A failure as the contract has it: false, null block, length 0, a message.

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cctype>
+#include <climits>
 #include <string>
 #include <vector>
 
@@ -68,7 +69,7 @@ TEST(CodecArguments, ANullOutPointerIsRefused) {
   char errorText[1024] = "";
   int outLength = -1;
   EXPECT_FALSE(DecompressJpegBufferIntoBmpBuffer8(stream.data(), static_cast<int>(stream.size()), nullptr,
-                                                  &outLength, errorText));
+                                                  &outLength, errorText, INT_MAX));
   EXPECT_EQ(outLength, 0);
   EXPECT_NE(errorText[0], '\0');
 }
