@@ -40,8 +40,8 @@ class ChunkSource {
 // without copying any byte; a chunk's memory lives as long as any buffer or reader refers to it.
 class MultiChunkBuffer {
  public:
-  // One chunk: its bytes and their count. The shared pointer frees the bytes with delete[] when the
-  // last reference goes, for an owned chunk only.
+  // One chunk: its bytes and their count. The shared pointer frees the bytes when the last reference
+  // goes.
   struct Chunk {
     std::shared_ptr<std::uint8_t[]> data;
     std::uint32_t size = 0;
