@@ -8,8 +8,6 @@
 #include "console_text.h"
 #include "foundation/exceptions.h"
 #include "host_setup.h"
-#include "ondrel/module.h"
-#include "ondrel/platform/hresult_exception.h"
 #include "script_host.h"
 
 namespace ondrel::cli {
@@ -27,9 +25,10 @@ int RunRun(std::span<const std::string_view> args) {
   }
   std::istream& in = name == "-" ? std::cin : file;
 
-  LoadDictionary();
-  RegisterWorkstation();
-  platform::ThrowIfFailed(DllRegisterServer());
+  StartComponentHost();
+  // Declared first so that it stops after the host has let go of the component and its windows.
+  const GdiplusSession gdiplus;
+  if (!Started(gdiplus)) return kExitFailure;
   ScriptHost host;
   std::string line;
   for (int number = 1; std::getline(in, line); ++number) {

@@ -122,10 +122,7 @@ void RequireCount(const std::vector<Word>& words, std::size_t least, std::size_t
 
 }  // namespace
 
-ScriptHost::ScriptHost() {
-  const GdiplusStartupInput input;
-  GdiplusStartup(&gdiplusToken_, &input, nullptr);
-}
+ScriptHost::ScriptHost() = default;
 
 ScriptHost::~ScriptHost() {
   images_.clear();
@@ -134,7 +131,6 @@ ScriptHost::~ScriptHost() {
   main_.Reset();
   media_.Reset();
   for (const auto& [name, window] : windows_) DestroyWindow(window);
-  GdiplusShutdown(gdiplusToken_);
 }
 
 void ScriptHost::RunLine(const std::string& line, std::ostream& out) {

@@ -31,6 +31,8 @@ struct ExpectationFailed {
   std::string expected;
 };
 
+// Drives the component from script lines. GDI+ must be started (a GdiplusSession) for as long as the
+// host lives: the component draws through it and `save` writes pictures with it.
 class ScriptHost {
  public:
   ScriptHost();
@@ -73,7 +75,6 @@ class ScriptHost {
   platform::ComPtr<IOndrelDicomDir> media_;
   bool mediaChosen_ = false;
   std::string lastOutput_;
-  ULONG_PTR gdiplusToken_ = 0;
 };
 
 }  // namespace ondrel::cli
