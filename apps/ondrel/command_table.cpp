@@ -37,7 +37,7 @@ constexpr std::array kCommands{
             "ondrel render INPUT -o OUT.png [OPTION...]", kRenderHelp, RunRender},
     Command{"import", "make a DICOM file of a picture through the core", "ondrel import PICTURE -o OUT.dcm",
             kImportHelp, RunImport},
-    Command{"run", "drive the core's component from a script", "ondrel run SCRIPT|-", kRunHelp, RunRun},
+    Command{"run", "drive the core's component from a script", "ondrel run SCRIPT|-|--methods", kRunHelp, RunRun},
 };
 
 }  // namespace

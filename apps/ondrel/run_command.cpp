@@ -9,10 +9,15 @@
 #include "foundation/exceptions.h"
 #include "host_setup.h"
 #include "script_host.h"
+#include "script_methods.h"
 
 namespace ondrel::cli {
 
 int RunRun(std::span<const std::string_view> args) {
+  if (args.size() == 1 && args[0] == "--methods") {
+    std::cout << MethodsText();
+    return kExitSuccess;
+  }
   if (args.size() != 1) throw UsageError{"run takes one SCRIPT, or - for standard input"};
   const std::string name(args[0]);
   std::ifstream file;

@@ -10,6 +10,8 @@ inline constexpr std::string_view kRunHelp =
     "Runs SCRIPT (or standard input for -), one command a line, against the core's component, exactly\n"
     "as a workstation drives it: off-screen windows, workstation objects built from DICOM files, and\n"
     "calls of the interface's methods. '#' starts a comment; names are the script's own.\n"
+    "`ondrel run --methods` lists the methods of both components with the kinds of their parameters,\n"
+    "and the enumerators.\n"
     "\n"
     "Commands:\n"
     "  window NAME W H        an off-screen top-level window with a client area of W x H pixels\n"
@@ -55,8 +57,8 @@ inline constexpr std::string_view kRunHelp =
     "A method that fails is not a script error: its line shows the code and the error description.\n"
     "Exit status: 0 when every line ran, 1 when an expectation failed or the core failed outside a\n"
     "call (the line number and the last output go to standard error), 2 for a script error (unknown\n"
-    "command, method or name, a method the chosen component does not have, wrong argument count; the\n"
-    "line number goes to standard error).";
+    "command, method or name, a method the chosen component does not have, wrong argument count, an\n"
+    "enumerator that is none of its enumeration's; the line number goes to standard error).";
 
 int RunRun(std::span<const std::string_view> args);
 

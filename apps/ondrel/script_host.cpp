@@ -333,8 +333,15 @@ void ScriptHost::ParseArgument(Kind kind, const Word& word, Value& value) const 
       return;
     }
     default: {
-      const std::optional<USHORT> named = EnumValue(kind, word.text);
-      value.enumeration = named ? *named : static_cast<USHORT>(Integer(word.text));
+      if (const std::optional<USHORT> named = EnumValue(kind, word.text)) {
+        value.enumeration = *named;
+        return;
+      }
+      try {
+        value.enumeration = static_cast<USHORT>(Integer(word.text));
+      } catch (const ScriptError&) {
+        throw ScriptError{"'" + word.text + "' is none of " + EnumChoices(kind) + ", nor a number"};
+      }
       return;
     }
   }
