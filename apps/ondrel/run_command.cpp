@@ -1,5 +1,6 @@
 #include "run_command.h"
 
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <string>
@@ -29,12 +30,13 @@ int RunRun(std::span<const std::string_view> args) {
     }
   }
   std::istream& in = name == "-" ? std::cin : file;
+  const std::string folder = name == "-" ? "." : std::filesystem::path(name).parent_path().string();
 
   StartComponentHost();
   // Declared first so that it stops after the host has let go of the component and its windows.
   const GdiplusSession gdiplus;
   if (!Started(gdiplus)) return kExitFailure;
-  ScriptHost host;
+  ScriptHost host(folder.empty() ? "." : folder);
   std::string line;
   for (int number = 1; std::getline(in, line); ++number) {
     const std::string where = "ondrel: " + NarrowToConsole(name) + ":" + std::to_string(number) + ": ";

@@ -21,7 +21,10 @@ using namespace Gdiplus;
 
 using Word = ScriptWord;
 
-std::vector<Word> SplitLine(const std::string& line) {
+constexpr std::string_view kScriptFolderWord = "$SCRIPT_DIR";
+
+// The words of a line, with $SCRIPT_DIR in each replaced by the script's folder.
+std::vector<Word> SplitLine(const std::string& line, const std::string& scriptFolder) {
   std::vector<Word> words;
   std::size_t i = 0;
   while (i < line.size()) {
@@ -42,6 +45,10 @@ std::vector<Word> SplitLine(const std::string& line) {
       ++i;
     } else {
       while (i < line.size() && line[i] != ' ' && line[i] != '\t' && line[i] != '\r') word.text += line[i++];
+    }
+    for (std::size_t at = 0; (at = word.text.find(kScriptFolderWord, at)) != std::string::npos;) {
+      word.text.replace(at, kScriptFolderWord.size(), scriptFolder);
+      at += scriptFolder.size();
     }
     words.push_back(std::move(word));
   }
@@ -122,7 +129,7 @@ void RequireCount(const std::vector<Word>& words, std::size_t least, std::size_t
 
 }  // namespace
 
-ScriptHost::ScriptHost() = default;
+ScriptHost::ScriptHost(std::string scriptFolder) : scriptFolder_(std::move(scriptFolder)) {}
 
 ScriptHost::~ScriptHost() {
   images_.clear();
@@ -134,7 +141,7 @@ ScriptHost::~ScriptHost() {
 }
 
 void ScriptHost::RunLine(const std::string& line, std::ostream& out) {
-  const std::vector<Word> words = SplitLine(line);
+  const std::vector<Word> words = SplitLine(line, scriptFolder_);
   if (words.empty()) return;
   const std::string& command = words[0].text;
   if (command == "window") {

@@ -35,7 +35,8 @@ struct ExpectationFailed {
 // host lives: the component draws through it and `save` writes pictures with it.
 class ScriptHost {
  public:
-  ScriptHost();
+  // `scriptFolder` is what $SCRIPT_DIR stands for in the script's words.
+  explicit ScriptHost(std::string scriptFolder);
   ~ScriptHost();
   ScriptHost(const ScriptHost&) = delete;
   ScriptHost& operator=(const ScriptHost&) = delete;
@@ -75,6 +76,7 @@ class ScriptHost {
   platform::ComPtr<IOndrelDicomDir> media_;
   bool mediaChosen_ = false;
   std::string lastOutput_;
+  std::string scriptFolder_;
 };
 
 }  // namespace ondrel::cli

@@ -194,23 +194,37 @@ if(EXISTS ${png})
   message(FATAL_ERROR "ondrel render wrote ${png} though it failed")
 endif()
 
-# The example scripts the README points to, run where they expect to be (a folder with data/ in it).
+# The example scripts the README points to run from any folder, by any name, and write their pictures
+# there; run --help's example runs from the repository's root (a folder with data/ in it).
 set(examples "${CMAKE_CURRENT_BINARY_DIR}/ondrel_cli_examples")
 file(REMOVE_RECURSE ${examples})
-file(MAKE_DIRECTORY ${examples})
-file(CREATE_LINK ${CMAKE_CURRENT_LIST_DIR}/../../data ${examples}/data SYMBOLIC)
-foreach(example view_ct display_operations)
-  execute_process(COMMAND ${ONDREL} run data/examples/${example}.ondrel WORKING_DIRECTORY ${examples}
+file(MAKE_DIRECTORY ${examples}/elsewhere ${examples}/root)
+file(RELATIVE_PATH relative_examples ${examples}/elsewhere ${CMAKE_CURRENT_LIST_DIR}/../../data/examples)
+foreach(example "view_ct|${CMAKE_CURRENT_LIST_DIR}/../../data/examples" "display_operations|${relative_examples}")
+  string(REPLACE "|" ";" example "${example}")
+  list(GET example 0 name)
+  list(GET example 1 folder)
+  execute_process(COMMAND ${ONDREL} run ${folder}/${name}.ondrel WORKING_DIRECTORY ${examples}/elsewhere
                   RESULT_VARIABLE code OUTPUT_VARIABLE out ERROR_VARIABLE err)
   if(NOT code EQUAL 0 OR NOT out MATCHES "\nwrote [^\n]*\n$")
-    message(FATAL_ERROR "ondrel run ${example}.ondrel: exit ${code}\nstdout: ${out}\nstderr: ${err}")
+    message(FATAL_ERROR "ondrel run ${folder}/${name}.ondrel: exit ${code}\nstdout: ${out}\nstderr: ${err}")
   endif()
 endforeach()
 foreach(picture view_ct step1_window step2_zoom step3_turned step4_palette step5_reset)
-  if(NOT EXISTS ${examples}/${picture}.png)
-    message(FATAL_ERROR "the example scripts wrote no ${picture}.png")
+  if(NOT EXISTS ${examples}/elsewhere/${picture}.png)
+    message(FATAL_ERROR "the example scripts wrote no ${picture}.png in the current folder")
   endif()
 endforeach()
+execute_process(COMMAND ${ONDREL} run --help OUTPUT_VARIABLE help)
+string(REGEX MATCH "\nExample:\n(( [^\n]*\n)+)" found "${help}")
+string(REGEX REPLACE "(^|\n)  " "\\1" example "${CMAKE_MATCH_1}")
+file(WRITE ${examples}/root/example.ondrel "${example}")
+file(CREATE_LINK ${CMAKE_CURRENT_LIST_DIR}/../../data ${examples}/root/data SYMBOLIC)
+execute_process(COMMAND ${ONDREL} run example.ondrel WORKING_DIRECTORY ${examples}/root
+                RESULT_VARIABLE code OUTPUT_VARIABLE out ERROR_VARIABLE err)
+if(NOT code EQUAL 0 OR NOT example MATCHES "\nsave view ct.png\n$" OR NOT EXISTS ${examples}/root/ct.png)
+  message(FATAL_ERROR "run --help's example, from the root: exit ${code}\n${example}\nstdout: ${out}\nstderr: ${err}")
+endif()
 file(REMOVE_RECURSE ${examples})
 
 # ondrel import: a picture made into a DICOM file by the core, which DCMTK reads back with the
