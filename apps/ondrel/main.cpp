@@ -1,4 +1,5 @@
 // ondrel: the command-line host of the Ondrel image core.
+#include <algorithm>
 #include <exception>
 #include <iostream>
 #include <string_view>
@@ -6,6 +7,7 @@
 
 #include "command_table.h"
 #include "console_text.h"
+#include "failure_text.h"
 #include "foundation/exceptions.h"
 #include "ondrel/platform/hresult_exception.h"
 
@@ -51,11 +53,17 @@ int Run(const std::vector<std::string_view>& args) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const std::vector<std::string_view> args(argv + 1, argv + argc);
+  std::vector<std::string_view> args(argv + 1, argv + argc);
+  const auto verbose = std::remove(args.begin(), args.end(), std::string_view("--verbose"));
+  SetVerbose(verbose != args.end());
+  args.erase(verbose, args.end());
   try {
     return Run(args);
+  } catch (const Failure& failure) {
+    Report(failure);
   } catch (const MyException& exception) {
-    std::cerr << "ondrel: " << ToConsole(ReportText(exception)) << "\n";
+    const std::string text = ToConsole(ReportText(exception));
+    Report({CoreMessage(text), text});
   } catch (const ondrel::platform::HResultException& exception) {
     std::cerr << "ondrel: the platform failed with HRESULT 0x" << std::hex
               << static_cast<std::uint32_t>(exception.Result()) << "\n";

@@ -7,12 +7,14 @@
 
 #include "command_table.h"
 #include "console_text.h"
+#include "failure_text.h"
 #include "foundation/exceptions.h"
 #include "foundation/file_utils.h"
 #include "foundation/text_utils.h"
 #include "host_setup.h"
 #include "ondrel/platform/hresult_exception.h"
 #include "ondrel/study_builder.h"
+#include "pixel_warnings.h"
 #include "sources/image_info_strategies.h"
 #include "sources/image_loader.h"
 
@@ -30,19 +32,19 @@ int RunPixels(std::span<const std::string_view> args) {
 
   LoadDictionary();
   RegisterWorkstation();
-  std::string why;
-  const platform::ComPtr<IImageInfoNW> image = ImageOfFile(input, 0, why);
-  if (!image) {
-    std::cerr << "ondrel: " << NarrowToConsole(why) << "\n";
-    return kExitFailure;
-  }
+  const platform::ComPtr<IImageInfoNW> image = ImageOfFile(input, 0).image;
+  WarnAboutPixels(*image.Get(), input);
 
   ImageInfoWStationStrategy strategy(image.Get());
   ImageLoader loader;
   PixelBuffer pixels;
   bool wasCached = false;
-  loader.Load(&strategy, &pixels, &wasCached);
-
+  try {
+    loader.Load(&strategy, &pixels, &wasCached);
+  } catch (const MyException& failure) {
+    const std::string text = ToConsole(ReportText(failure));
+    throw Failure{input + ": the pixels can't be loaded: " + CoreMessage(text), text};
+  }
   std::FILE* file = CreateTargetFile(output);
   if (file == nullptr) {
     std::cerr << "ondrel: cannot write " << NarrowToConsole(output) << "\n";

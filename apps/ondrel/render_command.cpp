@@ -16,6 +16,7 @@
 
 #include "command_table.h"
 #include "console_text.h"
+#include "failure_text.h"
 #include "foundation/text_utils.h"
 #include "host_setup.h"
 #include "ondrel/module.h"
@@ -25,6 +26,7 @@
 #include "ondrel/platform/host_window.h"
 #include "ondrel/platform/hresult_exception.h"
 #include "ondrel/study_builder.h"
+#include "pixel_warnings.h"
 #include "window_picture.h"
 
 namespace ondrel::cli {
@@ -152,6 +154,8 @@ RenderOptions ParseOptions(std::span<const std::string_view> args) {
       const std::string_view text = value();
       const std::optional<LONG> number = NumberOf<LONG>(text);
       if (!number) throw UsageError{std::string(option) + " takes an integer, not " + Quoted(text)};
+      if (option == "--window" && *number < 1)
+        throw UsageError{"--window takes a width of 1 or more, not " + Quoted(text)};
       (option == "--window" ? width : level) = *number;
       (option == "--window" ? widthGiven : levelGiven) = true;
       if (widthGiven && levelGiven) {
@@ -208,7 +212,7 @@ RenderOptions ParseOptions(std::span<const std::string_view> args) {
 // Reports a failed method of the core; true when it failed.
 bool Failed(std::string_view method, HRESULT hr) {
   if (SUCCEEDED(hr)) return false;
-  std::cerr << "ondrel: " << method << " failed (" << HResultText(hr) << "): " << TakeErrorDescription() << "\n";
+  Report(MethodFailure(method, hr, TakeErrorDescription()));
   return true;
 }
 
@@ -273,12 +277,11 @@ int RunRender(std::span<const std::string_view> args) {
     std::cerr << "ondrel: the window can't be made\n";
     return kExitFailure;
   }
-  std::string why;
-  const platform::ComPtr<IImageInfoNW> image = ImageOfFile(options.input, options.frame, why);
-  if (!image) {
-    std::cerr << "ondrel: " << NarrowToConsole(why) << "\n";
-    return kExitFailure;
-  }
+  const FileImage shown = ImageOfFile(options.input, options.frame);
+  if (!shown.image)
+    throw UsageError{NoSuchFrame(options.input, shown, "--frame takes", options.frame)};
+  const platform::ComPtr<IImageInfoNW>& image = shown.image;
+  WarnAboutPixels(*image.Get(), options.input);
   platform::ComPtr<IOndrel> core;
   if (Failed("CoCreateInstance", CoCreateInstance(CLSID_OndrelImpl, nullptr, CLSCTX_ALL, IID_IOndrel,
                                                   reinterpret_cast<void**>(core.GetAddressOf()))))

@@ -19,12 +19,13 @@ inline constexpr std::string_view kRenderHelp =
     "Options:\n"
     "  -o, --output OUT      the picture to write (required), replaced if it exists; without\n"
     "                        --encoding its extension chooses the format: .png, .bmp, .jpg, .gif or .tif\n"
-    "  --frame N             the frame of a multi-frame image, from 0 (default 0)\n"
+    "  --frame N             the frame of a multi-frame image, from 0 (default 0); a frame the file\n"
+    "                        does not have is a wrong command line (status 2)\n"
     "  --size WxH            the window's client area in pixels, each from 1 to 16384 (default 512x512)\n"
     "  --select              selects the window (SelectWindow), so that its selection frame shows\n"
     "Display operations, in command-line order, each repeatable:\n"
-    "  --window W --level L  a window width and centre (ApplyWindowLevelPreset); the two go together\n"
-    "                        and the preset applies where the second of them stands\n"
+    "  --window W --level L  a window width (1 or more) and centre (ApplyWindowLevelPreset); the two go\n"
+    "                        together and the preset applies where the second of them stands\n"
     "  --zoom PCT            zoom in percent of the fitted size (ZoomImage); 0 shows one image pixel\n"
     "                        per window pixel\n"
     "  --pan DX,DY           moves the image by DX,DY window pixels (PanImage)\n"
@@ -54,11 +55,15 @@ inline constexpr std::string_view kRenderHelp =
     "Example:\n"
     "  ondrel render data/sample/CT_small.dcm -o ct.png --window 400 --level 40 --zoom 150 --rotate right\n"
     "\n"
-    "Failures: an INPUT that can't be read or has no frame N, and a method of the core that fails, end\n"
-    "the command with status 1 and write no OUT (a RAW, which is written just before OUT, stays); a\n"
-    "failing method is named with its code and the core's failure text (the description of its error\n"
-    "information):\n"
-    "  ondrel: METHOD failed (0xHRESULT): DESCRIPTION";
+    "Failures: an INPUT that can't be read, and a method of the core that fails, end the command with\n"
+    "status 1 and write no OUT (a RAW, which is written just before OUT, stays). The first line says\n"
+    "what failed in plain words:\n"
+    "  ondrel: cannot open x.dcm: No such file or directory\n"
+    "  ondrel: x.txt: not a DICOM file\n"
+    "  ondrel: METHOD failed (0xHRESULT): MESSAGE\n"
+    "MESSAGE being the innermost failure of the method's error information without its source file\n"
+    "and line. Decimal tags of the core's texts are shown as (gggg,eeee); --verbose adds the core's\n"
+    "whole text.";
 
 int RunRender(std::span<const std::string_view> args);
 

@@ -21,7 +21,9 @@ inline constexpr std::string_view kRunHelp =
     "  desktop W H            the size of the desktop (1920 x 1080 until set)\n"
     "  image NAME FILE [N]    the workstation objects of FILE, filled from it; NAME is its image object,\n"
     "                         of frame N (0 when not given), and, for the media component, its media\n"
-    "                         image object, which knows only the file, UID and frame\n"
+    "                         image object, which knows only the file, UID and frame. A FILE that gives\n"
+    "                         no image is a failure of the core (status 1), a frame it does not have a\n"
+    "                         script error\n"
     "  newimage NAME FILE     a new image object without pixels, of a new patient, study and series,\n"
     "                         whose file is FILE, as SaveConsultImage and ImportImageAsDICOMFile need to\n"
     "                         write one\n"
@@ -58,11 +60,14 @@ inline constexpr std::string_view kRunHelp =
     "\n"
     "The example runs from the repository's root; data/examples/ holds scripts that run from anywhere.\n"
     "\n"
-    "A method that fails is not a script error: its line shows the code and the error description.\n"
-    "Exit status: 0 when every line ran, 1 when an expectation failed or the core failed outside a\n"
-    "call (the line number and the last output go to standard error), 2 for a script error (unknown\n"
-    "command, method or name, a method the chosen component does not have, wrong argument count, an\n"
-    "enumerator that is none of its enumeration's; the line number goes to standard error).";
+    "A method that fails is not a script error: its line shows the code and the error description. A\n"
+    "method writes its files as the core does (SaveImageAsFile, SaveConsultImage, ...): its line shows\n"
+    "what the method answered.\n"
+    "Exit status: 0 when every line ran, 1 when an expectation failed or the core failed outside a call\n"
+    "(the line number and the reason, or the last output, go to standard error), 2 for a script error\n"
+    "(unknown command, method or name, a method the chosen component does not have, wrong argument\n"
+    "count, an enumerator that is none of its enumeration's, a frame the file does not have; the line\n"
+    "number goes to standard error).";
 
 int RunRun(std::span<const std::string_view> args);
 

@@ -5,6 +5,7 @@
 #include <functional>
 #include <iosfwd>
 #include <map>
+#include <set>
 #include <span>
 #include <string>
 #include <vector>
@@ -41,8 +42,9 @@ class ScriptHost {
   ScriptHost(const ScriptHost&) = delete;
   ScriptHost& operator=(const ScriptHost&) = delete;
 
-  // Runs one line (comments and blank lines do nothing), printing to `out`. Throws ScriptError or
-  // ExpectationFailed; a failing method is printed, not thrown.
+  // Runs one line (comments and blank lines do nothing), printing to `out`. Throws ScriptError,
+  // ExpectationFailed, or Failure when the core fails outside a call (a file of `image` or `series`
+  // that gives no image, a `save` that can't be written); a failing method is printed, not thrown.
   void RunLine(const std::string& line, std::ostream& out);
   // The output line of the last command that printed one.
   const std::string& LastOutput() const { return lastOutput_; }
@@ -58,7 +60,8 @@ class ScriptHost {
   void Call(const std::vector<ScriptWord>& words, std::ostream& out);
   BoundMethod Bind(const std::string& name);
   void ParseArgument(Kind kind, const ScriptWord& word, Value& value) const;
-  void BuildImage(const std::string& name, const std::string& file, int frame);
+  void BuildImage(const std::string& name, const std::string& file, USHORT frame);
+  void Warn(IImageInfoNW& image, const std::string& file);
   void BuildNewImage(const std::string& name, const std::string& file);
   void BuildSeries(const std::string& name, const std::vector<std::string>& paths);
   void NameSeries(const std::string& name, ISeriesInfoNW* series);
@@ -77,6 +80,7 @@ class ScriptHost {
   bool mediaChosen_ = false;
   std::string lastOutput_;
   std::string scriptFolder_;
+  std::set<std::string> warned_;  // files whose pixel warnings were printed
 };
 
 }  // namespace ondrel::cli
