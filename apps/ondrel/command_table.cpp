@@ -36,9 +36,18 @@ constexpr std::string_view kPixelWarningsHelp =
     "(1.2.840.10008.1.2.2) or of a transfer syntax it does not know (deflate 1.2.840.10008.1.2.1.99,\n"
     "JPEG-LS .80 and .81, ...), end the command with status 1 and a sentence that says why.\n";
 
+constexpr std::string_view kWritesHelp =
+    "Files written: each output (of run, each file of save) is written under a temporary name beside it\n"
+    "(.NAME.ondrel-XXXXXXXX.tmp) and renamed to its name once complete, with the permissions of the file\n"
+    "it replaces. A write that fails (a full disk, a file-size limit, a folder that does not exist) ends\n"
+    "the command with status 1 and \"ondrel: cannot write OUT: REASON\", and leaves no partial file: an\n"
+    "existing OUT stays as it was. An OUT in /dev or /proc (/dev/stdout), or that exists and is no\n"
+    "regular file (a pipe), receives a copy of the whole file; an OUT that is a symbolic link to a file\n"
+    "replaces the file it points to.\n";
+
 constexpr std::string_view kExitStatusHelp =
-    "Exit status: 0 on success, 1 when the core fails (the reason goes to standard error), 2 when the\n"
-    "command line is wrong.\n";
+    "Exit status: 0 on success, 1 when the core fails or a file can't be written (the reason goes to\n"
+    "standard error), 2 when the command line is wrong.\n";
 
 constexpr std::string_view kVerboseHelp =
     "  --verbose      after the first line of a failure, which says what went wrong in plain words,\n"
@@ -52,13 +61,13 @@ constexpr std::array kCommands{
     Command{"dump", "print the elements of DICOM files as the engine reads them",
             "ondrel dump [--up-to-pixels] FILE...", kDumpHelp, RunDump},
     Command{"pixels", "write the decoded pixel buffer of a DICOM file", "ondrel pixels FILE -o OUT.raw",
-            kPixelsHelp, RunPixels, true},
+            kPixelsHelp, RunPixels, true, true},
     Command{"render", "show an image of a DICOM file through the core and save it as a picture",
-            "ondrel render INPUT -o OUT.png [OPTION...]", kRenderHelp, RunRender, true},
+            "ondrel render INPUT -o OUT.png [OPTION...]", kRenderHelp, RunRender, true, true},
     Command{"import", "make a DICOM file of a picture through the core", "ondrel import PICTURE -o OUT.dcm",
-            kImportHelp, RunImport},
+            kImportHelp, RunImport, false, true},
     Command{"run", "drive the core's component from a script", "ondrel run SCRIPT|-|--methods", kRunHelp, RunRun,
-            true},
+            true, true},
 };
 
 }  // namespace
@@ -75,6 +84,7 @@ std::string CommandHelp(const Command& command) {
   std::string text = "Usage: ";
   text.append(command.usage).append("\n\n").append(command.help).append("\n");
   if (command.showsPixels) text.append("\n").append(kPixelWarningsHelp);
+  if (command.writesFiles) text.append("\n").append(kWritesHelp);
   text.append("\nFor every command:\n").append(kVerboseHelp);
   text.append("\n").append(kExitStatusHelp);
   return text;

@@ -1,5 +1,6 @@
 #include "import_command.h"
 
+#include <cerrno>
 #include <iostream>
 #include <optional>
 #include <string>
@@ -9,6 +10,7 @@
 #include "failure_text.h"
 #include "foundation/text_utils.h"
 #include "host_setup.h"
+#include "output_file.h"
 #include "ondrel/module.h"
 #include "ondrel/ondrel.h"
 #include "ondrel/platform/gdiplus.h"
@@ -28,6 +30,20 @@ Failure ImportFailure(const std::string& picture, HRESULT hr, const std::string&
   return MethodFailure("ImportImageAsDICOMFile", hr, description);
 }
 
+// The file the core wrote must read back whole, as an image: the core's writer reports no failed write
+// (a full disk, a file-size limit), it leaves a short file.
+void CheckWritten(const OutputFile& output) {
+  const int reason = errno;
+  try {
+    ImageOfFile(output.Path(), 0);
+  } catch (const Failure&) {
+    errno = reason;
+    throw Failure{CannotWrite(output.Target(), "the file the core wrote is incomplete (" +
+                                                   std::to_string(output.Size()) + " bytes)"),
+                  {}};
+  }
+}
+
 }  // namespace
 
 int RunImport(std::span<const std::string_view> args) {
@@ -36,13 +52,17 @@ int RunImport(std::span<const std::string_view> args) {
   StartComponentHost();
   const GdiplusSession gdiplus;
   if (!Started(gdiplus)) return kExitFailure;
-  const platform::ComPtr<IImageInfoNW> image = NewSecondaryCaptureImage(target);
+  OutputFile output(target);
+  const platform::ComPtr<IImageInfoNW> image = NewSecondaryCaptureImage(output.Path());
   platform::ComPtr<IOndrel> core;
   HRESULT hr = CoCreateInstance(CLSID_OndrelImpl, nullptr, CLSCTX_ALL, IID_IOndrel,
                                 reinterpret_cast<void**>(core.GetAddressOf()));
   if (FAILED(hr)) throw MethodFailure("CoCreateInstance", hr, TakeErrorDescription());
+  errno = 0;
   hr = core->ImportImageAsDICOMFile(platform::BStr(ToWide(picture)).Get(), image.Get());
   if (FAILED(hr)) throw ImportFailure(picture, hr, TakeErrorDescription());
+  CheckWritten(output);
+  output.Commit();
 
   USHORT rows = 0;
   USHORT columns = 0;

@@ -1,5 +1,8 @@
 // ondrel: the command-line host of the Ondrel image core.
 #include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
 #include <exception>
 #include <iostream>
 #include <string_view>
@@ -50,15 +53,33 @@ int Run(const std::vector<std::string_view>& args) {
   }
 }
 
+// What the command printed must reach standard output: a full disk there is a failure too. The
+// system's reason is known when the last flush fails; a write that failed earlier has left none.
+int Flushed(int code) {
+  const bool writtenSoFar = static_cast<bool>(std::cout);
+  errno = 0;
+  std::cout.flush();
+  if (std::cout) return code;
+  Report({std::string("cannot write standard output: ") +
+              (writtenSoFar && errno != 0 ? std::strerror(errno) : "a write failed"),
+          {}});
+  return kExitFailure;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+#ifdef SIGXFSZ
+  // A write past the file-size limit then fails with EFBIG, which the command reports, instead of
+  // killing the process with a partial file left behind.
+  std::signal(SIGXFSZ, SIG_IGN);
+#endif
   std::vector<std::string_view> args(argv + 1, argv + argc);
   const auto verbose = std::remove(args.begin(), args.end(), std::string_view("--verbose"));
   SetVerbose(verbose != args.end());
   args.erase(verbose, args.end());
   try {
-    return Run(args);
+    return Flushed(Run(args));
   } catch (const Failure& failure) {
     Report(failure);
   } catch (const MyException& exception) {
@@ -70,5 +91,5 @@ int main(int argc, char** argv) {
   } catch (const std::exception& exception) {
     std::cerr << "ondrel: " << exception.what() << "\n";
   }
-  return kExitFailure;
+  return Flushed(kExitFailure);
 }

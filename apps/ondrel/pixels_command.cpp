@@ -1,6 +1,5 @@
 #include "pixels_command.h"
 
-#include <cstdio>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -9,9 +8,9 @@
 #include "console_text.h"
 #include "failure_text.h"
 #include "foundation/exceptions.h"
-#include "foundation/file_utils.h"
 #include "foundation/text_utils.h"
 #include "host_setup.h"
+#include "output_file.h"
 #include "ondrel/platform/hresult_exception.h"
 #include "ondrel/study_builder.h"
 #include "pixel_warnings.h"
@@ -45,18 +44,7 @@ int RunPixels(std::span<const std::string_view> args) {
     const std::string text = ToConsole(ReportText(failure));
     throw Failure{input + ": the pixels can't be loaded: " + CoreMessage(text), text};
   }
-  std::FILE* file = CreateTargetFile(output);
-  if (file == nullptr) {
-    std::cerr << "ondrel: cannot write " << NarrowToConsole(output) << "\n";
-    return kExitFailure;
-  }
-  const bool written = pixels.size == 0 || std::fwrite(pixels.data, 1, pixels.size, file) == pixels.size;
-  const bool closed = std::fclose(file) == 0;
-  if (!written || !closed) {
-    std::cerr << "ondrel: writing " << NarrowToConsole(output) << " failed\n";
-    std::remove(output.c_str());
-    return kExitFailure;
-  }
+  WriteOutputFile(output, pixels.data, pixels.size);
   std::cout << "rows=" << strategy.GetRows() << " columns=" << strategy.GetColumns()
             << " samples=" << strategy.GetSamplesPerPixel() << " bits_allocated=" << strategy.GetBitsAllocated()
             << " bits_stored=" << strategy.GetBitsStored() << " syntax=" << TextOf(strategy.GetTransferSyntaxUid())

@@ -42,7 +42,8 @@ inline constexpr std::string_view kRunHelp =
     "                           METHOD -> 0xHRESULT out=VALUE... [error=\"DESCRIPTION\"]\n"
     "                         A trailing `as NAME...` names the series the method returns.\n"
     "  save NAME FILE         writes what window NAME shows (child windows included); the format is\n"
-    "                         chosen by the extension: .png, .bmp, .jpg, .gif, .tif\n"
+    "                         chosen by the extension: .png, .bmp, .jpg, .gif, .tif. A FILE that can't\n"
+    "                         be written is a failure (status 1) and leaves no partial file\n"
     "  type NAME TEXT         types TEXT into the focused edit window of NAME\n"
     "  expect TEXT            fails the script unless the last output line contains TEXT\n"
     "  echo TEXT              prints TEXT\n"
@@ -63,11 +64,11 @@ inline constexpr std::string_view kRunHelp =
     "A method that fails is not a script error: its line shows the code and the error description. A\n"
     "method writes its files as the core does (SaveImageAsFile, SaveConsultImage, ...): its line shows\n"
     "what the method answered.\n"
-    "Exit status: 0 when every line ran, 1 when an expectation failed or the core failed outside a call\n"
-    "(the line number and the reason, or the last output, go to standard error), 2 for a script error\n"
-    "(unknown command, method or name, a method the chosen component does not have, wrong argument\n"
-    "count, an enumerator that is none of its enumeration's, a frame the file does not have; the line\n"
-    "number goes to standard error).";
+    "Exit status: 0 when every line ran, 1 when an expectation failed, the core failed outside a call\n"
+    "or a `save` can't be written (the line number and the reason, or the last output, go to standard\n"
+    "error), 2 for a script error (unknown command, method or name, a method the chosen component does\n"
+    "not have, wrong argument count, an enumerator that is none of its enumeration's, a frame the file\n"
+    "does not have; the line number goes to standard error).";
 
 int RunRun(std::span<const std::string_view> args);
 

@@ -418,12 +418,10 @@ void ScriptHost::NameSeries(const std::string& name, ISeriesInfoNW* series) {
 
 void ScriptHost::SaveWindow(const std::string& name, const std::string& file) {
   const HWND window = WindowNamed(name);
-  const std::u16string mime = PictureMimeType(file);
-  if (mime.empty())
+  if (PictureMimeType(file).empty())
     throw ScriptError{"'" + file + "': the picture format is chosen by the extension " +
                       std::string(kPictureExtensions)};
-  const Status status = SaveWindowPicture(window, file, mime);
-  if (status != Ok) throw ScriptError{"'" + file + "' can't be written (status " + std::to_string(status) + ")"};
+  WriteWindowPicture(window, file);
 }
 
 }  // namespace ondrel::cli
