@@ -87,13 +87,12 @@ std::string TextOf(HRESULT (IImageInfoNW::*get)(BSTR*), IImageInfoNW& image) {
   return WithoutPadding(ToNarrow(value.View()));
 }
 
+// Of the other syntaxes the engine parses only the compressed ones: RLE and the JPEG processes the
+// loader has no decoder for (ParseHint says why the rest fail).
 std::string TransferSyntaxWarning(const std::string& uid) {
   for (const std::string_view shown : kShownAsMeant)
     if (uid == shown) return {};
-  if (uid == DicomEngine::kExplicitVRBigEndianUid)
-    return SyntaxText(uid) + " is read as little-endian; the picture shows each sample's bytes swapped";
-  return SyntaxText(uid) + " is not decoded; the picture shows " +
-         (NameOf(uid).empty() ? "the pixel data as the file holds it" : "the compressed bytes");
+  return SyntaxText(uid) + " is not decoded; the picture shows the compressed bytes";
 }
 
 }  // namespace
