@@ -25,6 +25,37 @@ int RunHelp(std::span<const std::string_view> args) {
   return kExitSuccess;
 }
 
+constexpr std::string_view kPixelWarningsHelp =
+    "Warnings: where the core shows pixels it does not decode or understand, a line on standard error\n"
+    "names the transfer syntax or attribute, and the command goes on:\n"
+    "  ondrel: warning: x.dcm: RLE Lossless (1.2.840.10008.1.2.5) is not decoded; the picture, if any, shows the compressed bytes\n"
+    "The image loader decodes JPEG (1.2.840.10008.1.2.4.50, .51, .70) and JPEG 2000 (.90, .91) only: RLE,\n"
+    "JPEG lossless process 14 (.57) and the other JPEG processes come as their compressed bytes. 32-bit\n"
+    "and 1-bit samples (Bits Allocated 32 or 1) are read as 16- and 8-bit samples, and YBR_FULL_422,\n"
+    "compressed or not, is shown as grey. The core refuses an image whose pixel data hold less than half\n"
+    "of what its header describes, as compressed bytes and packed bits often do: the command then fails\n"
+    "after the warning. Data the engine can't parse, big-endian\n"
+    "(1.2.840.10008.1.2.2) or of a transfer syntax it does not know (deflate 1.2.840.10008.1.2.1.99,\n"
+    "JPEG-LS .80 and .81, ...), end the command with status 1 and a sentence that says why.\n";
+
+constexpr std::string_view kWritesHelp =
+    "Files written: each output (of run, each file of save) is written under a temporary name beside it\n"
+    "(.NAME.ondrel-XXXXXXXX.tmp) and renamed to its name once complete, with the permissions of the file\n"
+    "it replaces. A write that fails (a full disk, a file-size limit, a folder that does not exist) ends\n"
+    "the command with status 1 and \"ondrel: cannot write OUT: REASON\", and leaves no partial file: an\n"
+    "existing OUT stays as it was. An OUT in /dev or /proc (/dev/stdout), or that exists and is no\n"
+    "regular file (a pipe), receives a copy of the whole file; an OUT that is a symbolic link to a file\n"
+    "replaces the file it points to.\n";
+
+constexpr std::string_view kExitStatusHelp =
+    "Exit status: 0 on success, 1 when the core fails or a file can't be written (the reason goes to\n"
+    "standard error), 2 when the command line is wrong.\n";
+
+constexpr std::string_view kVerboseHelp =
+    "  --verbose      after the first line of a failure, which says what went wrong in plain words,\n"
+    "                 print the core's own text of it (its exception, with source file and line), a\n"
+    "                 line each as \"ondrel: core: TEXT\"; it may stand anywhere on the command line\n";
+
 constexpr std::array kCommands{
     Command{"help", "show the help of a command", "ondrel help [COMMAND]",
             "Without COMMAND, prints the overview of all commands; with it, that command's help.",
@@ -32,12 +63,13 @@ constexpr std::array kCommands{
     Command{"dump", "print the elements of DICOM files as the engine reads them",
             "ondrel dump [--up-to-pixels] FILE...", kDumpHelp, RunDump},
     Command{"pixels", "write the decoded pixel buffer of a DICOM file", "ondrel pixels FILE -o OUT.raw",
-            kPixelsHelp, RunPixels},
+            kPixelsHelp, RunPixels, true, true},
     Command{"render", "show an image of a DICOM file through the core and save it as a picture",
-            "ondrel render INPUT -o OUT.png [OPTION...]", kRenderHelp, RunRender},
+            "ondrel render INPUT -o OUT.png [OPTION...]", kRenderHelp, RunRender, true, true},
     Command{"import", "make a DICOM file of a picture through the core", "ondrel import PICTURE -o OUT.dcm",
-            kImportHelp, RunImport},
-    Command{"run", "drive the core's component from a script", "ondrel run SCRIPT|-", kRunHelp, RunRun},
+            kImportHelp, RunImport, false, true},
+    Command{"run", "drive the core's component from a script", "ondrel run SCRIPT|-|--methods", kRunHelp, RunRun,
+            true, true},
 };
 
 }  // namespace
@@ -53,14 +85,16 @@ const Command* FindCommand(std::string_view name) {
 std::string CommandHelp(const Command& command) {
   std::string text = "Usage: ";
   text.append(command.usage).append("\n\n").append(command.help).append("\n");
-  text.append("\nExit status: 0 on success, 1 when the core fails (its message goes to standard error),\n"
-              "2 when the command line is wrong.\n");
+  if (command.showsPixels) text.append("\n").append(kPixelWarningsHelp);
+  if (command.writesFiles) text.append("\n").append(kWritesHelp);
+  text.append("\nFor every command:\n").append(kVerboseHelp);
+  text.append("\n").append(kExitStatusHelp);
   return text;
 }
 
 std::string OverviewHelp() {
   std::string text =
-      "Usage: ondrel COMMAND [ARGS...]\n"
+      "Usage: ondrel [--verbose] COMMAND [ARGS...]\n"
       "       ondrel --help | --version\n"
       "\n"
       "Ondrel is the image core of a medical image viewing workstation. This program drives the core as\n"
@@ -77,10 +111,8 @@ std::string OverviewHelp() {
       "\n"
       "Options:\n"
       "  -h, --help     show this help; `ondrel COMMAND --help` shows a command's help\n"
-      "  --version      show the version\n"
-      "\n"
-      "Exit status: 0 on success, 1 when the core fails (its message goes to standard error),\n"
-      "2 when the command line is wrong.\n");
+      "  --version      show the version\n");
+  text.append(kVerboseHelp).append("\n").append(kExitStatusHelp);
   return text;
 }
 

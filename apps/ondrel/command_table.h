@@ -9,7 +9,7 @@
 namespace ondrel::cli {
 
 inline constexpr int kExitSuccess = 0;
-inline constexpr int kExitFailure = 1;  // the core failed; its text went to standard error
+inline constexpr int kExitFailure = 1;  // the core failed or a file can't be written; the reason went to standard error
 inline constexpr int kExitUsage = 2;    // the command line was wrong; the usage went to standard error
 
 // Thrown by a command that finds its arguments wrong; main prints the message and the command's usage
@@ -34,6 +34,8 @@ struct Command {
   std::string_view usage;    // "ondrel NAME ARGS..."
   std::string_view help;     // what the command does, its options and its output
   int (*run)(std::span<const std::string_view> args);  // arguments after the command's name
+  bool showsPixels = false;  // it loads images: its help says what the pixel warnings mean
+  bool writesFiles = false;  // it writes files: its help says how they are written
 };
 
 // Every subcommand, in the order `ondrel --help` lists them.

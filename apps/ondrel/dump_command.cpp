@@ -8,6 +8,7 @@
 
 #include "command_table.h"
 #include "console_text.h"
+#include "failure_text.h"
 #include "host_setup.h"
 #include "dicom/file_parser.h"
 #include "dicom/vr_container.h"
@@ -82,21 +83,13 @@ void PrintElements(const DicomEngine::VRContainer& container, int depth) {
   }
 }
 
-// Command-line names are UTF-8; the engine takes wide names.
-std::u16string WideName(std::string_view name) {
-  const int size = MultiByteToWideChar(CP_UTF8, 0, name.data(), static_cast<int>(name.size()), nullptr, 0);
-  std::u16string wide(static_cast<std::size_t>(size > 0 ? size : 0), u'\0');
-  if (size > 0) MultiByteToWideChar(CP_UTF8, 0, name.data(), static_cast<int>(name.size()), wide.data(), size);
-  return wide;
-}
-
 // Dumps one file; false when it failed, the failure having gone to standard error.
 bool DumpFile(std::string_view name, bool upToPixels) {
   DicomEngine::DicomData data(false);
   DicomEngine::FileParser parser;
   bool opened = false;
   try {
-    opened = parser.Open(WideName(name));
+    opened = parser.Open(FromConsole(name));
     if (!opened) THROW_MY_EXCEPTION("It's not a DICOM file or a well formatted DICOM file.");
     if (upToPixels)
       parser.ParseUpTo(&data, DicomEngine::kPixelDataGroup, DicomEngine::kPixelDataElement);
@@ -107,15 +100,15 @@ bool DumpFile(std::string_view name, bool upToPixels) {
   } catch (const MyException& failure) {
     PrintElements(data, 0);
     std::cout.flush();
-    std::cerr << "ondrel: " << name << ": " << ToConsole(ReportText(failure));
+    // Where the engine stopped: the byte, and the element it was reading.
+    std::string unreadable = "cannot be read";
     if (opened) {
-      std::cerr << " (at byte " << parser.StartOffset() + std::uint64_t{parser.Position()} << " of the file";
+      unreadable += " past byte " + std::to_string(parser.StartOffset() + std::uint64_t{parser.Position()});
       if (const auto& element = parser.LastElement())
-        std::cerr << ", in element " << TagText(element->group, element->element) << " from byte "
-                  << parser.StartOffset() + std::uint64_t{element->offset};
-      std::cerr << ")";
+        unreadable += ", in element " + TagText(element->group, element->element) + " from byte " +
+                      std::to_string(parser.StartOffset() + std::uint64_t{element->offset});
     }
-    std::cerr << "\n";
+    Report(FileFailure(std::string(name), ToConsole(ReportText(failure)), unreadable));
     return false;
   }
 }

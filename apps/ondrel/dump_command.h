@@ -28,11 +28,17 @@ inline constexpr std::string_view kDumpHelp =
     "                  (7FE0,0010). Elements before it are passed over unread, so only the transfer\n"
     "                  syntax UID (0002,0010) and the pixel data are printed.\n"
     "\n"
-    "A file that is not DICOM prints \"It's not a DICOM file or a well formatted DICOM file.\"; a parse\n"
-    "that fails prints the elements the engine kept before the failure (a sequence it was reading is not\n"
-    "among them), then the failure text and the byte of the file the parse had reached. Failures go to\n"
-    "standard error with the file's name; the remaining files are still dumped, and the exit status is\n"
-    "then 1.";
+    "A FILE that can't be opened is reported as \"ondrel: cannot open FILE: REASON\", one that is not\n"
+    "DICOM as \"ondrel: FILE: not a DICOM file\". A parse that fails prints the elements the engine kept\n"
+    "before the failure (a sequence it was reading is not among them), then, on standard error,\n"
+    "\"ondrel: FILE: cannot be read past byte N: MESSAGE\": N is the byte of the file the parse had\n"
+    "reached, MESSAGE the engine's failure without its source file and line. For big-endian data, and\n"
+    "data of a transfer syntax the engine does not know (deflate, JPEG-LS, ...), a sentence saying so\n"
+    "follows:\n"
+    "  ondrel: x.dcm: cannot be read past byte 6514: The buffer is not long enough to perform the\n"
+    "  requested read operation. The engine reads Explicit VR Big Endian (1.2.840.10008.1.2.2) as\n"
+    "  little-endian.\n"
+    "The remaining files are still dumped, and the exit status is then 1.";
 
 // Runs the command on its arguments (options and file names). Throws UsageError for a wrong command
 // line; a file that fails is reported on standard error and makes the result kExitFailure.

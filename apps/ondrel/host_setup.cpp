@@ -2,9 +2,11 @@
 
 #include <cstdio>
 #include <iostream>
+#include <filesystem>
 #include <memory>
 
 #include "console_text.h"
+#include "failure_text.h"
 #include "dicom/dicom_dictionary.h"
 #include "foundation/text_utils.h"
 #include "foundation/uid.h"
@@ -90,16 +92,27 @@ std::vector<platform::ComPtr<IImageInfoNW>> SeriesImages(ISeriesInfoNW* series) 
   return result;
 }
 
-platform::ComPtr<IImageInfoNW> ImageOfFile(const std::string& file, USHORT frame, std::string& why) {
+std::string NoSuchFrame(const std::string& file, const FileImage& built, std::string_view what, USHORT frame) {
+  return file + " has " + std::to_string(built.frames) + (built.frames == 1 ? " frame: " : " frames: ") +
+         std::string(what) + " 0 to " + std::to_string(built.frames - 1) + ", not " + std::to_string(frame);
+}
+
+FileImage ImageOfFile(const std::string& file, USHORT frame) {
+  // The builder would take a folder's files: the commands show one file.
+  std::error_code error;
+  if (std::filesystem::is_directory(file, error)) throw Failure{CannotOpen(file).value_or(file), {}};
   const StudyGraph graph = BuildStudies({file});
+  FileImage found;
   for (const auto& series : graph.series)
     for (const auto& image : SeriesImages(series.Get())) {
+      ++found.frames;
       USHORT index = 0;
-      if (image->GetFrameIndex(&index) == S_OK && index == frame) return image;
+      if (image->GetFrameIndex(&index) == S_OK && index == frame) found.image = image;
     }
-  why = graph.skipped.empty() ? file + " has no frame " + std::to_string(frame)
-                              : graph.skipped.front().path + ": " + graph.skipped.front().reason;
-  return nullptr;
+  if (found.frames == 0)
+    throw graph.skipped.empty() ? Failure{file + ": holds no image", {}}
+                                : FileFailure(file, NarrowToConsole(graph.skipped.front().reason));
+  return found;
 }
 
 }  // namespace ondrel::cli

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "ondrel/platform/com.h"
@@ -63,8 +64,17 @@ std::string TakeErrorDescription();
 
 // The images of a series in series order. Throws HResultException when the series can't list them.
 std::vector<platform::ComPtr<IImageInfoNW>> SeriesImages(ISeriesInfoNW* series);
-// The image object of frame `frame` of a file, with its series, study and patient, built by the study
-// builder; null, with the reason in `why`, when the file gives none.
-platform::ComPtr<IImageInfoNW> ImageOfFile(const std::string& file, USHORT frame, std::string& why);
+// What the study builder made of a file: the image object of one of its frames, with its series,
+// study and patient, and the number of frames the file has.
+struct FileImage {
+  platform::ComPtr<IImageInfoNW> image;  // null when the file has no such frame
+  std::size_t frames = 0;
+};
+// The image object of frame `frame` of a DICOM file, built by the study builder. Throws Failure (see
+// FileFailure) when the file gives no image at all: it can't be opened, is a folder, is not DICOM,
+// holds no pixel data or fails to parse.
+FileImage ImageOfFile(const std::string& file, USHORT frame);
+// For a frame a file does not have: "FILE has N frames: WHAT 0 to N-1, not FRAME".
+std::string NoSuchFrame(const std::string& file, const FileImage& built, std::string_view what, USHORT frame);
 
 }  // namespace ondrel::cli

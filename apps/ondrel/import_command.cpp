@@ -1,12 +1,16 @@
 #include "import_command.h"
 
+#include <cerrno>
 #include <iostream>
+#include <optional>
 #include <string>
 
 #include "command_table.h"
 #include "console_text.h"
+#include "failure_text.h"
 #include "foundation/text_utils.h"
 #include "host_setup.h"
+#include "output_file.h"
 #include "ondrel/module.h"
 #include "ondrel/ondrel.h"
 #include "ondrel/platform/gdiplus.h"
@@ -14,25 +18,51 @@
 
 namespace ondrel::cli {
 
+namespace {
+
+// What ImportImageAsDICOMFile's failure means to a person: a PICTURE that can't be opened or read as a
+// picture, or another failure of the method.
+Failure ImportFailure(const std::string& picture, HRESULT hr, const std::string& description) {
+  if (std::optional<std::string> unopened = CannotOpen(picture)) return {*unopened, description};
+  const std::string message = CoreMessage(description);
+  if (message == "Failed to create the GDI+ bitmap")
+    return {picture + ": not a picture the core reads (BMP, JPEG, GIF, TIFF or PNG)", description};
+  return MethodFailure("ImportImageAsDICOMFile", hr, description);
+}
+
+// The file the core wrote must read back whole, as an image: the core's writer reports no failed write
+// (a full disk, a file-size limit), it leaves a short file.
+void CheckWritten(const OutputFile& output) {
+  const int reason = errno;
+  try {
+    ImageOfFile(output.Path(), 0);
+  } catch (const Failure&) {
+    errno = reason;
+    throw Failure{CannotWrite(output.Target(), "the file the core wrote is incomplete (" +
+                                                   std::to_string(output.Size()) + " bytes)"),
+                  {}};
+  }
+}
+
+}  // namespace
+
 int RunImport(std::span<const std::string_view> args) {
-  const auto [picture, output] = ParseInputAndOutput(args, "import", "PICTURE", "OUT.dcm");
+  const auto [picture, target] = ParseInputAndOutput(args, "import", "PICTURE", "OUT.dcm");
 
   StartComponentHost();
   const GdiplusSession gdiplus;
   if (!Started(gdiplus)) return kExitFailure;
-  const platform::ComPtr<IImageInfoNW> image = NewSecondaryCaptureImage(output);
+  OutputFile output(target);
+  const platform::ComPtr<IImageInfoNW> image = NewSecondaryCaptureImage(output.Path());
   platform::ComPtr<IOndrel> core;
   HRESULT hr = CoCreateInstance(CLSID_OndrelImpl, nullptr, CLSCTX_ALL, IID_IOndrel,
                                 reinterpret_cast<void**>(core.GetAddressOf()));
-  const char* method = "CoCreateInstance";
-  if (SUCCEEDED(hr)) {
-    method = "ImportImageAsDICOMFile";
-    hr = core->ImportImageAsDICOMFile(platform::BStr(ToWide(picture)).Get(), image.Get());
-  }
-  if (FAILED(hr)) {
-    std::cerr << "ondrel: " << method << " failed (" << HResultText(hr) << "): " << TakeErrorDescription() << "\n";
-    return kExitFailure;
-  }
+  if (FAILED(hr)) throw MethodFailure("CoCreateInstance", hr, TakeErrorDescription());
+  errno = 0;
+  hr = core->ImportImageAsDICOMFile(platform::BStr(ToWide(picture)).Get(), image.Get());
+  if (FAILED(hr)) throw ImportFailure(picture, hr, TakeErrorDescription());
+  CheckWritten(output);
+  output.Commit();
 
   USHORT rows = 0;
   USHORT columns = 0;
@@ -42,8 +72,8 @@ int RunImport(std::span<const std::string_view> args) {
   image->GetColumns(&columns);
   image->GetPhotometricInterpretation(photometric.Out());
   image->GetSopInstanceUid(uid.Out());
-  std::cout << "wrote " << NarrowToConsole(output) << ": " << columns << "x" << rows << " "
-            << ToConsole(photometric.ToString()) << ", SOP Instance UID " << ToConsole(uid.ToString()) << "\n";
+  std::cout << "wrote " << target << ": " << columns << "x" << rows << " " << ToConsole(photometric.ToString())
+            << ", SOP Instance UID " << ToConsole(uid.ToString()) << "\n";
   return kExitSuccess;
 }
 

@@ -24,9 +24,15 @@ inline constexpr std::string_view kImportHelp =
     "Options:\n"
     "  -o, --output OUT.dcm  the DICOM file to write (required), replaced if it exists\n"
     "\n"
-    "Failures: a PICTURE that can't be read, and a method of the core that fails, end the command with\n"
-    "status 1; the method is named with its code and the core's failure text:\n"
-    "  ondrel: ImportImageAsDICOMFile failed (0x80004005): DESCRIPTION";
+    "The core writes OUT under a temporary name beside it, which the command reads back as a DICOM image\n"
+    "before it renames it: the core's writer does not report a write cut short.\n"
+    "\n"
+    "Failures: a PICTURE that can't be opened or read as a picture, a method of the core that fails, and\n"
+    "an OUT that can't be written or reads back incomplete end the command with status 1:\n"
+    "  ondrel: cannot open x.png: No such file or directory\n"
+    "  ondrel: x.txt: not a picture the core reads (BMP, JPEG, GIF, TIFF or PNG)\n"
+    "  ondrel: ImportImageAsDICOMFile failed (0x80004005): MESSAGE\n"
+    "  ondrel: cannot write OUT.dcm: File too large";
 
 int RunImport(std::span<const std::string_view> args);
 

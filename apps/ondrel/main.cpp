@@ -1,4 +1,8 @@
 // ondrel: the command-line host of the Ondrel image core.
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
 #include <exception>
 #include <iostream>
 #include <string_view>
@@ -6,6 +10,7 @@
 
 #include "command_table.h"
 #include "console_text.h"
+#include "failure_text.h"
 #include "foundation/exceptions.h"
 #include "ondrel/platform/hresult_exception.h"
 
@@ -48,19 +53,43 @@ int Run(const std::vector<std::string_view>& args) {
   }
 }
 
+// What the command printed must reach standard output: a full disk there is a failure too. The
+// system's reason is known when the last flush fails; a write that failed earlier has left none.
+int Flushed(int code) {
+  const bool writtenSoFar = static_cast<bool>(std::cout);
+  errno = 0;
+  std::cout.flush();
+  if (std::cout) return code;
+  Report({std::string("cannot write standard output: ") +
+              (writtenSoFar && errno != 0 ? std::strerror(errno) : "a write failed"),
+          {}});
+  return kExitFailure;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  const std::vector<std::string_view> args(argv + 1, argv + argc);
+#ifdef SIGXFSZ
+  // A write past the file-size limit then fails with EFBIG, which the command reports, instead of
+  // killing the process with a partial file left behind.
+  std::signal(SIGXFSZ, SIG_IGN);
+#endif
+  std::vector<std::string_view> args(argv + 1, argv + argc);
+  const auto verbose = std::remove(args.begin(), args.end(), std::string_view("--verbose"));
+  SetVerbose(verbose != args.end());
+  args.erase(verbose, args.end());
   try {
-    return Run(args);
+    return Flushed(Run(args));
+  } catch (const Failure& failure) {
+    Report(failure);
   } catch (const MyException& exception) {
-    std::cerr << "ondrel: " << ToConsole(ReportText(exception)) << "\n";
+    const std::string text = ToConsole(ReportText(exception));
+    Report({CoreMessage(text), text});
   } catch (const ondrel::platform::HResultException& exception) {
     std::cerr << "ondrel: the platform failed with HRESULT 0x" << std::hex
               << static_cast<std::uint32_t>(exception.Result()) << "\n";
   } catch (const std::exception& exception) {
     std::cerr << "ondrel: " << exception.what() << "\n";
   }
-  return kExitFailure;
+  return Flushed(kExitFailure);
 }

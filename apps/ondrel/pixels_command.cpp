@@ -1,18 +1,19 @@
 #include "pixels_command.h"
 
-#include <cstdio>
 #include <iostream>
 #include <memory>
 #include <string>
 
 #include "command_table.h"
 #include "console_text.h"
+#include "failure_text.h"
 #include "foundation/exceptions.h"
-#include "foundation/file_utils.h"
 #include "foundation/text_utils.h"
 #include "host_setup.h"
+#include "output_file.h"
 #include "ondrel/platform/hresult_exception.h"
 #include "ondrel/study_builder.h"
+#include "pixel_warnings.h"
 #include "sources/image_info_strategies.h"
 #include "sources/image_loader.h"
 
@@ -30,34 +31,24 @@ int RunPixels(std::span<const std::string_view> args) {
 
   LoadDictionary();
   RegisterWorkstation();
-  std::string why;
-  const platform::ComPtr<IImageInfoNW> image = ImageOfFile(input, 0, why);
-  if (!image) {
-    std::cerr << "ondrel: " << NarrowToConsole(why) << "\n";
-    return kExitFailure;
-  }
+  const platform::ComPtr<IImageInfoNW> image = ImageOfFile(input, 0).image;
+  WarnAboutPixels(*image.Get(), input);
 
   ImageInfoWStationStrategy strategy(image.Get());
   ImageLoader loader;
   bool wasCached = false;
-  const std::span<const std::uint8_t> pixels = loader.Load(&strategy, &wasCached)->Bytes();
-
-  std::FILE* file = CreateTargetFile(output);
-  if (file == nullptr) {
-    std::cerr << "ondrel: cannot write " << NarrowToConsole(output) << "\n";
-    return kExitFailure;
+  std::shared_ptr<PixelData> pixels;
+  try {
+    pixels = loader.Load(&strategy, &wasCached);
+  } catch (const MyException& failure) {
+    const std::string text = ToConsole(ReportText(failure));
+    throw Failure{input + ": the pixels can't be loaded: " + CoreMessage(text), text};
   }
-  const bool written = pixels.empty() || std::fwrite(pixels.data(), 1, pixels.size(), file) == pixels.size();
-  const bool closed = std::fclose(file) == 0;
-  if (!written || !closed) {
-    std::cerr << "ondrel: writing " << NarrowToConsole(output) << " failed\n";
-    std::remove(output.c_str());
-    return kExitFailure;
-  }
+  WriteOutputFile(output, pixels->Bytes().data(), pixels->Bytes().size());
   std::cout << "rows=" << strategy.GetRows() << " columns=" << strategy.GetColumns()
             << " samples=" << strategy.GetSamplesPerPixel() << " bits_allocated=" << strategy.GetBitsAllocated()
             << " bits_stored=" << strategy.GetBitsStored() << " syntax=" << TextOf(strategy.GetTransferSyntaxUid())
-            << " bytes=" << pixels.size() << "\n";
+            << " bytes=" << pixels->Bytes().size() << "\n";
   return kExitSuccess;
 }
 

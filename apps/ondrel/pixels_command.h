@@ -11,15 +11,20 @@ inline constexpr std::string_view kPixelsHelp =
     "parses the whole file and fills the objects from it) and writes the pixel buffer, all frames, as\n"
     "the loader gives it to OUT.raw: uncompressed data as it stands in the file; JPEG (baseline,\n"
     "extended, lossless) and JPEG 2000 data decoded to interleaved samples, 8-bit as bytes and deeper\n"
-    "samples as 16-bit little-endian words. Other compressed syntaxes (RLE, JPEG-LS, ...) come out as\n"
-    "their compressed bytes, as the loader leaves them.\n"
+    "samples as 16-bit little-endian words. Other compressed syntaxes (RLE, JPEG lossless process 14,\n"
+    "...) come out as their compressed bytes, as the loader leaves them, with a warning (below).\n"
     "\n"
     "Prints one line: rows, columns, samples per pixel, bits allocated and bits stored as the objects\n"
     "hold them after loading, the transfer syntax UID, and the buffer's size in bytes:\n"
     "  rows=512 columns=512 samples=1 bits_allocated=16 bits_stored=12 syntax=1.2.840.10008.1.2.4.70 bytes=524288\n"
     "\n"
     "Options:\n"
-    "  -o, --output OUT.raw  where to write the buffer (required); an existing file is replaced";
+    "  -o, --output OUT.raw  where to write the buffer (required); an existing file is replaced\n"
+    "\n"
+    "Failures: a FILE that can't be opened, is not DICOM, holds no pixel data or can't be parsed, pixels\n"
+    "the loader can't load, and an OUT.raw that can't be written end the command with status 1, with a\n"
+    "line that says why:\n"
+    "  ondrel: x.txt: not a DICOM file";
 
 int RunPixels(std::span<const std::string_view> args);
 

@@ -1,9 +1,9 @@
 #include "render_command.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <cstdio>
-#include <fstream>
 #include <functional>
 #include <iostream>
 #include <memory>
@@ -16,6 +16,7 @@
 
 #include "command_table.h"
 #include "console_text.h"
+#include "failure_text.h"
 #include "foundation/text_utils.h"
 #include "host_setup.h"
 #include "ondrel/module.h"
@@ -25,6 +26,8 @@
 #include "ondrel/platform/host_window.h"
 #include "ondrel/platform/hresult_exception.h"
 #include "ondrel/study_builder.h"
+#include "output_file.h"
+#include "pixel_warnings.h"
 #include "window_picture.h"
 
 namespace ondrel::cli {
@@ -152,6 +155,8 @@ RenderOptions ParseOptions(std::span<const std::string_view> args) {
       const std::string_view text = value();
       const std::optional<LONG> number = NumberOf<LONG>(text);
       if (!number) throw UsageError{std::string(option) + " takes an integer, not " + Quoted(text)};
+      if (option == "--window" && *number < 1)
+        throw UsageError{"--window takes a width of 1 or more, not " + Quoted(text)};
       (option == "--window" ? width : level) = *number;
       (option == "--window" ? widthGiven : levelGiven) = true;
       if (widthGiven && levelGiven) {
@@ -208,7 +213,7 @@ RenderOptions ParseOptions(std::span<const std::string_view> args) {
 // Reports a failed method of the core; true when it failed.
 bool Failed(std::string_view method, HRESULT hr) {
   if (SUCCEEDED(hr)) return false;
-  std::cerr << "ondrel: " << method << " failed (" << HResultText(hr) << "): " << TakeErrorDescription() << "\n";
+  Report(MethodFailure(method, hr, TakeErrorDescription()));
   return true;
 }
 
@@ -244,16 +249,28 @@ bool WriteDisplayPixels(IOndrel& core, HWND window, IImageInfoNW* image, const R
   SafeArrayGetUBound(array, 1, &upper);
   void* bytes = nullptr;
   SafeArrayAccessData(array, &bytes);
-  std::ofstream out(options.displayRaw, std::ios::binary | std::ios::trunc);
-  out.write(static_cast<const char*>(bytes), static_cast<std::streamsize>(upper) + 1);
-  out.close();
-  SafeArrayUnaccessData(array);
-  if (!out) {
-    std::cerr << "ondrel: " << options.displayRaw << " can't be written\n";
-    return false;
-  }
+  const std::unique_ptr<SAFEARRAY, HRESULT (*)(SAFEARRAY*)> access(array, &SafeArrayUnaccessData);
+  WriteOutputFile(options.displayRaw, bytes, static_cast<std::size_t>(upper + 1));
   std::cout << "rows=" << rows << " columns=" << columns << " colour=" << (colour == VARIANT_TRUE ? "yes" : "no")
             << "\n";
+  return true;
+}
+
+// SaveImageAsFile into OUT. The method succeeds whether or not it wrote: what it left is checked.
+bool SaveThroughCore(IOndrel& core, HWND window, const RenderOptions& options) {
+  OutputFile output(options.output);
+  const platform::BStr encoding(options.encoding);
+  const platform::BStr name(ToWide(output.Path()));
+  errno = 0;
+  if (Failed("SaveImageAsFile", core.SaveImageAsFile(window, encoding.Get(), name.Get()))) return false;
+  if (output.Size() == 0) {
+    if (!HasEncoder(options.encoding))
+      throw Failure{"nothing was written to " + options.output + ": no encoder has the MIME type " +
+                        ToConsole(options.encoding) + ", and SaveImageAsFile then writes nothing",
+                    {}};
+    throw Failure{CannotWrite(options.output, "SaveImageAsFile wrote nothing"), {}};
+  }
+  output.Commit();
   return true;
 }
 
@@ -273,12 +290,11 @@ int RunRender(std::span<const std::string_view> args) {
     std::cerr << "ondrel: the window can't be made\n";
     return kExitFailure;
   }
-  std::string why;
-  const platform::ComPtr<IImageInfoNW> image = ImageOfFile(options.input, options.frame, why);
-  if (!image) {
-    std::cerr << "ondrel: " << NarrowToConsole(why) << "\n";
-    return kExitFailure;
-  }
+  const FileImage shown = ImageOfFile(options.input, options.frame);
+  if (!shown.image)
+    throw UsageError{NoSuchFrame(options.input, shown, "--frame takes", options.frame)};
+  const platform::ComPtr<IImageInfoNW>& image = shown.image;
+  WarnAboutPixels(*image.Get(), options.input);
   platform::ComPtr<IOndrel> core;
   if (Failed("CoCreateInstance", CoCreateInstance(CLSID_OndrelImpl, nullptr, CLSCTX_ALL, IID_IOndrel,
                                                   reinterpret_cast<void**>(core.GetAddressOf()))))
@@ -296,20 +312,9 @@ int RunRender(std::span<const std::string_view> args) {
   if (!options.displayRaw.empty() && !WriteDisplayPixels(*core.Get(), window.get(), image.Get(), options))
     return kExitFailure;
 
-  if (!options.encoding.empty()) {
-    if (!HasEncoder(options.encoding))
-      std::cerr << "ondrel: warning: no encoder has the MIME type " << ToConsole(options.encoding)
-                << ": SaveImageAsFile writes nothing\n";
-    const platform::BStr encoding(options.encoding);
-    const platform::BStr name(ToWide(options.output));
-    return Failed("SaveImageAsFile", core->SaveImageAsFile(window.get(), encoding.Get(), name.Get())) ? kExitFailure
-                                                                                                       : kExitSuccess;
-  }
-  const Gdiplus::Status status = SaveWindowPicture(window.get(), options.output, PictureMimeType(options.output));
-  if (status != Gdiplus::Ok) {
-    std::cerr << "ondrel: " << options.output << " can't be written (status " << status << ")\n";
-    return kExitFailure;
-  }
+  if (!options.encoding.empty())
+    return SaveThroughCore(*core.Get(), window.get(), options) ? kExitSuccess : kExitFailure;
+  WriteWindowPicture(window.get(), options.output);
   return kExitSuccess;
 }
 

@@ -5,6 +5,8 @@
 #include <memory>
 #include <ostream>
 
+#include "console_text.h"
+#include "failure_text.h"
 #include "foundation/text_utils.h"
 #include "foundation/uid.h"
 #include "host_setup.h"
@@ -12,6 +14,7 @@
 #include "ondrel/platform/host_window.h"
 #include "ondrel/platform/hresult_exception.h"
 #include "ondrel/study_builder.h"
+#include "pixel_warnings.h"
 #include "window_picture.h"
 
 namespace ondrel::cli {
@@ -21,7 +24,10 @@ using namespace Gdiplus;
 
 using Word = ScriptWord;
 
-std::vector<Word> SplitLine(const std::string& line) {
+constexpr std::string_view kScriptFolderWord = "$SCRIPT_DIR";
+
+// The words of a line, with $SCRIPT_DIR in each replaced by the script's folder.
+std::vector<Word> SplitLine(const std::string& line, const std::string& scriptFolder) {
   std::vector<Word> words;
   std::size_t i = 0;
   while (i < line.size()) {
@@ -42,6 +48,10 @@ std::vector<Word> SplitLine(const std::string& line) {
       ++i;
     } else {
       while (i < line.size() && line[i] != ' ' && line[i] != '\t' && line[i] != '\r') word.text += line[i++];
+    }
+    for (std::size_t at = 0; (at = word.text.find(kScriptFolderWord, at)) != std::string::npos;) {
+      word.text.replace(at, kScriptFolderWord.size(), scriptFolder);
+      at += scriptFolder.size();
     }
     words.push_back(std::move(word));
   }
@@ -122,10 +132,7 @@ void RequireCount(const std::vector<Word>& words, std::size_t least, std::size_t
 
 }  // namespace
 
-ScriptHost::ScriptHost() {
-  const GdiplusStartupInput input;
-  GdiplusStartup(&gdiplusToken_, &input, nullptr);
-}
+ScriptHost::ScriptHost(std::string scriptFolder) : scriptFolder_(std::move(scriptFolder)) {}
 
 ScriptHost::~ScriptHost() {
   images_.clear();
@@ -134,11 +141,10 @@ ScriptHost::~ScriptHost() {
   main_.Reset();
   media_.Reset();
   for (const auto& [name, window] : windows_) DestroyWindow(window);
-  GdiplusShutdown(gdiplusToken_);
 }
 
 void ScriptHost::RunLine(const std::string& line, std::ostream& out) {
-  const std::vector<Word> words = SplitLine(line);
+  const std::vector<Word> words = SplitLine(line, scriptFolder_);
   if (words.empty()) return;
   const std::string& command = words[0].text;
   if (command == "window") {
@@ -159,7 +165,9 @@ void ScriptHost::RunLine(const std::string& line, std::ostream& out) {
     platform::SetDesktopSize(Count(words[1].text), Count(words[2].text));
   } else if (command == "image") {
     RequireCount(words, 2, 3);
-    BuildImage(words[1].text, words[2].text, words.size() > 3 ? Count(words[3].text) : 0);
+    const int frame = words.size() > 3 ? Count(words[3].text) : 0;
+    if (frame > 0xFFFF) throw ScriptError{"a frame is a number from 0 to 65535, not " + words[3].text};
+    BuildImage(words[1].text, words[2].text, static_cast<USHORT>(frame));
   } else if (command == "newimage") {
     RequireCount(words, 2, 2);
     BuildNewImage(words[1].text, words[2].text);
@@ -337,8 +345,15 @@ void ScriptHost::ParseArgument(Kind kind, const Word& word, Value& value) const 
       return;
     }
     default: {
-      const std::optional<USHORT> named = EnumValue(kind, word.text);
-      value.enumeration = named ? *named : static_cast<USHORT>(Integer(word.text));
+      if (const std::optional<USHORT> named = EnumValue(kind, word.text)) {
+        value.enumeration = *named;
+        return;
+      }
+      try {
+        value.enumeration = static_cast<USHORT>(Integer(word.text));
+      } catch (const ScriptError&) {
+        throw ScriptError{"'" + word.text + "' is none of " + EnumChoices(kind) + ", nor a number"};
+      }
       return;
     }
   }
@@ -354,12 +369,18 @@ IOndrel& ScriptHost::MainComponent() { return Made(main_, CLSID_OndrelImpl); }
 
 IOndrelDicomDir& ScriptHost::MediaComponent() { return Made(media_, CLSID_OndrelDicomDirImpl); }
 
-void ScriptHost::BuildImage(const std::string& name, const std::string& file, int frame) {
-  std::string why;
-  platform::ComPtr<IImageInfoNW> image = ImageOfFile(file, static_cast<USHORT>(frame), why);
-  if (!image) throw ScriptError{why};
-  images_[name] = image;
-  mediaImages_[name] = MediaImagesOf({image}).front();
+void ScriptHost::BuildImage(const std::string& name, const std::string& file, USHORT frame) {
+  const FileImage built = ImageOfFile(file, frame);
+  if (!built.image)
+    throw ScriptError{NoSuchFrame(file, built, "image takes a frame from", frame)};
+  Warn(*built.image.Get(), file);
+  images_[name] = built.image;
+  mediaImages_[name] = MediaImagesOf({built.image}).front();
+}
+
+// The pixel warnings of a file, once a script.
+void ScriptHost::Warn(IImageInfoNW& image, const std::string& file) {
+  if (warned_.insert(file).second) WarnAboutPixels(image, file);
 }
 
 // The object a consult image or an imported picture is written to, with `file` as its FileName.
@@ -370,11 +391,18 @@ void ScriptHost::BuildNewImage(const std::string& name, const std::string& file)
 
 void ScriptHost::BuildSeries(const std::string& name, const std::vector<std::string>& paths) {
   const StudyGraph graph = BuildStudies(paths);
-  if (graph.series.empty())
-    throw ScriptError{"no image in the files given" +
-                      (graph.skipped.empty() ? std::string() : ": " + graph.skipped.front().reason)};
+  if (graph.series.empty()) {
+    if (graph.skipped.empty()) throw Failure{"no image in the files given", {}};
+    throw FileFailure(graph.skipped.front().path, NarrowToConsole(graph.skipped.front().reason));
+  }
   NameSeries(name, graph.series.front().Get());
-  const auto media = MediaImagesOf(SeriesImages(graph.series.front().Get()));
+  const auto images = SeriesImages(graph.series.front().Get());
+  for (const auto& image : images) {
+    platform::BStr file;
+    image->GetFileName(file.Out());
+    Warn(*image.Get(), ToNarrow(file.View()));
+  }
+  const auto media = MediaImagesOf(images);
   for (std::size_t i = 0; i < media.size(); ++i) mediaImages_[name + "[" + std::to_string(i) + "]"] = media[i];
 }
 
@@ -390,12 +418,10 @@ void ScriptHost::NameSeries(const std::string& name, ISeriesInfoNW* series) {
 
 void ScriptHost::SaveWindow(const std::string& name, const std::string& file) {
   const HWND window = WindowNamed(name);
-  const std::u16string mime = PictureMimeType(file);
-  if (mime.empty())
+  if (PictureMimeType(file).empty())
     throw ScriptError{"'" + file + "': the picture format is chosen by the extension " +
                       std::string(kPictureExtensions)};
-  const Status status = SaveWindowPicture(window, file, mime);
-  if (status != Ok) throw ScriptError{"'" + file + "' can't be written (status " + std::to_string(status) + ")"};
+  WriteWindowPicture(window, file);
 }
 
 }  // namespace ondrel::cli

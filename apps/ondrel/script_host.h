@@ -5,6 +5,7 @@
 #include <functional>
 #include <iosfwd>
 #include <map>
+#include <set>
 #include <span>
 #include <string>
 #include <vector>
@@ -31,15 +32,19 @@ struct ExpectationFailed {
   std::string expected;
 };
 
+// Drives the component from script lines. GDI+ must be started (a GdiplusSession) for as long as the
+// host lives: the component draws through it and `save` writes pictures with it.
 class ScriptHost {
  public:
-  ScriptHost();
+  // `scriptFolder` is what $SCRIPT_DIR stands for in the script's words.
+  explicit ScriptHost(std::string scriptFolder);
   ~ScriptHost();
   ScriptHost(const ScriptHost&) = delete;
   ScriptHost& operator=(const ScriptHost&) = delete;
 
-  // Runs one line (comments and blank lines do nothing), printing to `out`. Throws ScriptError or
-  // ExpectationFailed; a failing method is printed, not thrown.
+  // Runs one line (comments and blank lines do nothing), printing to `out`. Throws ScriptError,
+  // ExpectationFailed, or Failure when the core fails outside a call (a file of `image` or `series`
+  // that gives no image, a `save` that can't be written); a failing method is printed, not thrown.
   void RunLine(const std::string& line, std::ostream& out);
   // The output line of the last command that printed one.
   const std::string& LastOutput() const { return lastOutput_; }
@@ -55,7 +60,8 @@ class ScriptHost {
   void Call(const std::vector<ScriptWord>& words, std::ostream& out);
   BoundMethod Bind(const std::string& name);
   void ParseArgument(Kind kind, const ScriptWord& word, Value& value) const;
-  void BuildImage(const std::string& name, const std::string& file, int frame);
+  void BuildImage(const std::string& name, const std::string& file, USHORT frame);
+  void Warn(IImageInfoNW& image, const std::string& file);
   void BuildNewImage(const std::string& name, const std::string& file);
   void BuildSeries(const std::string& name, const std::vector<std::string>& paths);
   void NameSeries(const std::string& name, ISeriesInfoNW* series);
@@ -73,7 +79,8 @@ class ScriptHost {
   platform::ComPtr<IOndrelDicomDir> media_;
   bool mediaChosen_ = false;
   std::string lastOutput_;
-  ULONG_PTR gdiplusToken_ = 0;
+  std::string scriptFolder_;
+  std::set<std::string> warned_;  // files whose pixel warnings were printed
 };
 
 }  // namespace ondrel::cli

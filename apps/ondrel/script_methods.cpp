@@ -67,6 +67,39 @@ std::span<const Enumerator> EnumeratorsOf(Kind kind) {
   }
 }
 
+std::string_view KindName(Kind kind) {
+  switch (kind) {
+    case K::Window: return "window";
+    case K::Image: return "image";
+    case K::MediaImage: return "media-image";
+    case K::Long: return "long";
+    case K::ULong: return "ulong";
+    case K::Short: return "short";
+    case K::Double: return "number";
+    case K::Text: return "\"text\"";
+    case K::Bool: return "bool";
+    case K::Point: return "x,y";
+    case K::Palette: return "palette";
+    case K::RotationFlip: return "rotation-flip";
+    case K::Measurement: return "measurement";
+    case K::ReferenceLines: return "reference-lines";
+    case K::Synchronize: return "synchronize";
+    case K::MipMode: return "mip-mode";
+    case K::OutBool: return "?bool";
+    case K::OutLong: return "?long";
+    case K::OutULong: return "?ulong";
+    case K::OutPalette: return "?palette";
+    case K::OutReferenceLines: return "?reference-lines";
+    case K::OutSynchronize: return "?synchronize";
+    case K::OutMprMode: return "?mpr-mode";
+    case K::OutMipMode: return "?mip-mode";
+    case K::OutSeries: return "?series";
+    case K::OutBitmap: return "?bitmap";
+    case K::OutBytes: return "?bytes";
+  }
+  return "?";
+}
+
 template <class Enum>
 Enum* OutEnum(Value& value) {
   return value.null ? nullptr : reinterpret_cast<Enum*>(&value.outEnum);
@@ -310,6 +343,8 @@ std::span<const Method> Methods() { return Table(); }
 
 const Method* FindMethod(std::string_view name) { return FindRow(Table(), name); }
 
+std::span<const MediaMethod> MediaMethods() { return MediaTable(); }
+
 const MediaMethod* FindMediaMethod(std::string_view name) { return FindRow(MediaTable(), name); }
 
 std::optional<USHORT> EnumValue(Kind kind, std::string_view name) {
@@ -322,6 +357,40 @@ std::string EnumName(Kind kind, USHORT value) {
   for (const Enumerator& e : EnumeratorsOf(kind))
     if (e.value == value) return std::string(e.name);
   return std::to_string(value);
+}
+
+std::string EnumChoices(Kind kind) {
+  const std::span<const Enumerator> enumerators = EnumeratorsOf(kind);
+  std::string text;
+  for (std::size_t i = 0; i < enumerators.size(); ++i) {
+    if (i > 0) text += i + 1 == enumerators.size() ? " or " : ", ";
+    text += enumerators[i].name;
+  }
+  return text;
+}
+
+std::string MethodsText() {
+  std::string text;
+  const auto list = [&text](const auto& methods) {
+    for (const auto& method : methods) {
+      text.append("  ").append(method.name);
+      for (const Kind kind : method.kinds) text.append(" ").append(KindName(kind));
+      text += "\n";
+    }
+  };
+  text += "IOndrel, the main component (component main), in slot order:\n";
+  list(Methods());
+  text += "\nIOndrelDicomDir, the media component (component dicomdir), in slot order:\n";
+  list(MediaMethods());
+  text += "\nEnumerations, given by name or number:\n";
+  for (const Kind kind : {K::Palette, K::RotationFlip, K::Measurement, K::ReferenceLines, K::Synchronize,
+                          K::OutMprMode, K::MipMode}) {
+    text.append("  ").append(KindName(kind).substr(IsOut(kind) ? 1 : 0)).append(":");
+    for (const Enumerator& e : EnumeratorsOf(kind))
+      text.append(" ").append(e.name).append("=").append(std::to_string(e.value));
+    text += "\n";
+  }
+  return text;
 }
 
 }  // namespace ondrel::cli

@@ -85,11 +85,19 @@ using MediaMethod = MethodOf<IOndrelDicomDir>;
 // Every method of IOndrel, in slot order; the one of a name, or null.
 std::span<const Method> Methods();
 const Method* FindMethod(std::string_view name);
-// The method of IOndrelDicomDir (the media component) of a name, or null.
+// Every method of IOndrelDicomDir (the media component), in slot order; the one of a name, or null.
+std::span<const MediaMethod> MediaMethods();
 const MediaMethod* FindMediaMethod(std::string_view name);
 
 // The enumerators of an enumeration kind (in or out), or none for another kind.
 std::optional<USHORT> EnumValue(Kind kind, std::string_view name);
 std::string EnumName(Kind kind, USHORT value);
+// The names of an enumeration kind's enumerators, "A, B or C"; empty for another kind.
+std::string EnumChoices(Kind kind);
+
+// What `ondrel run --methods` prints: every method of both components, in slot order, with the kinds
+// of its parameters as a call writes them (an out-parameter as "?KIND"), and the enumerators of each
+// enumeration by name and number.
+std::string MethodsText();
 
 }  // namespace ondrel::cli

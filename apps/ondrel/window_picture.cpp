@@ -1,11 +1,14 @@
 #include "window_picture.h"
 
 #include <cctype>
+#include <cerrno>
 #include <cstdint>
 #include <vector>
 
+#include "failure_text.h"
 #include "foundation/text_utils.h"
 #include "ondrel/platform/gdi.h"
+#include "output_file.h"
 
 namespace ondrel::cli {
 
@@ -53,6 +56,16 @@ Status SaveWindowPicture(HWND window, const std::string& file, const std::u16str
   if (picture != nullptr) GdipDisposeImage(picture);
   DeleteObject(bitmap);
   return status;
+}
+
+void WriteWindowPicture(HWND window, const std::string& file) {
+  OutputFile output(file);
+  // The encoder's failed write leaves the system's reason behind.
+  errno = 0;
+  const Status status = SaveWindowPicture(window, output.Path(), PictureMimeType(file));
+  if (status != Ok)
+    throw Failure{CannotWrite(file, "the encoder failed (GDI+ status " + std::to_string(status) + ")"), {}};
+  output.Commit();
 }
 
 }  // namespace ondrel::cli

@@ -25,4 +25,9 @@ std::u16string PictureMimeType(std::string_view file);
 // bitmap or the encoder (a file that can't be written among them).
 Gdiplus::Status SaveWindowPicture(HWND window, const std::string& file, const std::u16string& mime);
 
+// What a command writes of a window: SaveWindowPicture with the encoder of `file`'s extension (which
+// must have one, see PictureMimeType), through an OutputFile, so that a failed write leaves no partial
+// file. Throws Failure "cannot write FILE: REASON" when the file can't be written.
+void WriteWindowPicture(HWND window, const std::string& file);
+
 }  // namespace ondrel::cli

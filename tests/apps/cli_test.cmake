@@ -1,24 +1,10 @@
 # Runs the command-line host as a user does and checks exit codes and output.
 # Invoked by CTest: cmake -DONDREL=<path to ondrel> -P cli_test.cmake
-
-function(expect_run expected_code expected_pattern stream)
-  execute_process(COMMAND ${ONDREL} ${ARGN} RESULT_VARIABLE code OUTPUT_VARIABLE out ERROR_VARIABLE err)
-  if(NOT code EQUAL expected_code)
-    message(FATAL_ERROR "ondrel ${ARGN}: exit ${code}, expected ${expected_code}\nstdout: ${out}\nstderr: ${err}")
-  endif()
-  if(stream STREQUAL "stdout")
-    set(text "${out}")
-  else()
-    set(text "${err}")
-  endif()
-  if(NOT text MATCHES "${expected_pattern}")
-    message(FATAL_ERROR "ondrel ${ARGN}: ${stream} does not match '${expected_pattern}'\nstdout: ${out}\nstderr: ${err}")
-  endif()
-endfunction()
+include(${CMAKE_CURRENT_LIST_DIR}/cli_common.cmake)
 
 expect_run(0 "^ondrel [0-9]+\\.[0-9]+\\.[0-9]+\n$" stdout --version)
-expect_run(0 "Usage: ondrel COMMAND.*Commands:.*help.*--version" stdout --help)
-expect_run(0 "Usage: ondrel COMMAND" stdout -h)
+expect_run(0 "Usage: ondrel \\[--verbose\\] COMMAND.*Commands:.*help.*--version.*--verbose" stdout --help)
+expect_run(0 "Usage: ondrel \\[--verbose\\] COMMAND" stdout -h)
 expect_run(0 "Usage: ondrel help \\[COMMAND\\]" stdout help help)
 expect_run(0 "Usage: ondrel help \\[COMMAND\\]" stdout help --help)
 expect_run(2 "no command given" stderr)
@@ -42,11 +28,15 @@ expect_run(0 "\n\\(0028, 0009\\) VR=AT Length=8<=>0x8Value=\\[\\(54, 10\\)\\] Va
            stdout dump ${dicom}/JPEG2000.dcm)
 expect_run(0 "^\\(0002, 0010\\) VR=UI Length=20<=>0x14 Value=\\[1.2.840.10008.1.2.1\\]\n\\(7FE0, 0010\\) VR=OW Length=8192<=>0x2000 Value=BINARY Length=\\[8192<=>0x2000\\]\n$"
            stdout dump --up-to-pixels ${dicom}/MR_small.dcm)
-expect_run(1 "README.md: It's not a DICOM file or a well formatted DICOM file\\. File=" stderr dump ${dicom}/README.md)
-expect_run(1 "The /nonexistent/image.dcm file cannot be opened\\. The last error is \\(in hexa\\): 0x3" stderr
-           dump /nonexistent/image.dcm)
+# Failures in a person's words; the core's own text only with --verbose, which may stand anywhere.
+expect_run(1 "^ondrel: [^\n]*README.md: not a DICOM file\n$" stderr dump ${dicom}/README.md)
+expect_run(1 "README.md: not a DICOM file\nondrel: core: It's not a DICOM file or a well formatted DICOM file\\. File=dump_command\\.cpp, Line=[0-9]+\n$"
+           stderr dump ${dicom}/README.md --verbose)
+expect_run(1 "^ondrel: cannot open /nonexistent/image.dcm: No such file or directory\n$" stderr dump /nonexistent/image.dcm)
+expect_run(1 "^ondrel: cannot open /nonexistent/image.dcm: No such file or directory\nondrel: core: The /nonexistent/image.dcm file cannot be opened\\. The last error is \\(in hexa\\): 0x3"
+           stderr --verbose dump /nonexistent/image.dcm)
 # A parse failure names the byte of the file; what was read before it is printed.
-expect_run(1 "MR_small_jpeg_ls_lossless.dcm: The buffer is not long enough to perform the requested read operation\\. File=.* \\(at byte 376 of the file, in element \\(0008,0008\\) from byte 366\\)"
+expect_run(1 "MR_small_jpeg_ls_lossless.dcm: cannot be read past byte 376, in element \\(0008,0008\\) from byte 366: The buffer is not long enough to perform the requested read operation\\. The engine does not know JPEG-LS Lossless \\(1\\.2\\.840\\.10008\\.1\\.2\\.4\\.80\\)\\.\n$"
            stderr dump ${dicom}/MR_small_jpeg_ls_lossless.dcm)
 expect_run(1 "\\(0002, 0010\\) VR=UI Length=22<=>0x16 Value=\\[1.2.840.10008.1.2.4.80\\]" stdout
            dump ${dicom}/MR_small_jpeg_ls_lossless.dcm)
@@ -54,7 +44,7 @@ expect_run(1 "\\(0002, 0010\\) VR=UI Length=22<=>0x16 Value=\\[1.2.840.10008.1.2
 set(several ${dicom}/ExplVR_LitEndNoMeta.dcm ${dicom}/README.md ${dicom}/MR_small.dcm)
 expect_run(1 "^==> [^\n]*ExplVR_LitEndNoMeta.dcm <==\n\\(0008, 0005\\).*\n\n==> [^\n]*README.md <==\n\n==> [^\n]*MR_small.dcm <==\n\\(0002, 0000\\).*\\(7FE0, 0010\\) VR=OW"
            stdout dump ${several})
-expect_run(1 "^ondrel: [^\n]*README.md: It's not a DICOM file[^\n]*\n$" stderr dump ${several})
+expect_run(1 "^ondrel: [^\n]*README.md: not a DICOM file\n$" stderr dump ${several})
 
 # ondrel pixels: the loader's buffer, and a line that says what it holds.
 set(raw "${CMAKE_CURRENT_BINARY_DIR}/ondrel_cli_pixels.raw")
@@ -67,7 +57,7 @@ if(NOT size EQUAL 32768)
 endif()
 expect_run(0 "rows=1024 columns=256 samples=1 bits_allocated=16 bits_stored=16 syntax=1.2.840.10008.1.2.4.91 bytes=524288"
            stdout pixels ${dicom}/JPEG2000.dcm -o ${raw})
-expect_run(1 "README.md: It's not a DICOM file" stderr pixels ${dicom}/README.md -o ${raw})
+expect_run(1 "^ondrel: [^\n]*README.md: not a DICOM file\n$" stderr pixels ${dicom}/README.md -o ${raw})
 file(REMOVE ${raw})
 
 # ondrel run: the frame checks of every method, through a script; script errors and expectations.
@@ -86,7 +76,89 @@ file(WRITE ${script} "window w 8 8\ncall PanImage w 1\n")
 expect_run(2 ":2: PanImage takes 3 arguments, not 2" stderr run ${script})
 file(WRITE ${script} "echo one\nexpect two\n")
 expect_run(1 ":2: expected \"two\" in: one" stderr run ${script})
+# An enumerator that is none of its enumeration's says which are; a file that gives no image is the
+# core's failure (1), a frame the file does not have a script error (2).
+file(WRITE ${script} "window w 8 8\ncall RotateFlipImage w ROTATE_UP\n")
+expect_run(2 ":2: 'ROTATE_UP' is none of ROT_FLIP_NONE, ROTATE_RIGHT, ROTATE_LEFT, FLIP_UD or FLIP_LR, nor a number\n$"
+           stderr run ${script})
+file(WRITE ${script} "image ct ${dicom}/README.md\n")
+expect_run(1 "^ondrel: [^\n]*ondrel_cli_script.ondrel:1: [^\n]*README.md: not a DICOM file\n$" stderr run ${script})
+file(WRITE ${script} "image ct /nonexistent/image.dcm\n")
+expect_run(1 "^ondrel: [^\n]*:1: cannot open /nonexistent/image.dcm: No such file or directory\nondrel: core: The /nonexistent/image.dcm file cannot be opened"
+           stderr --verbose run ${script})
+file(WRITE ${script} "series s ${dicom}/README.md\n")
+expect_run(1 ":1: [^\n]*README.md: not a DICOM file\n$" stderr run ${script})
+file(WRITE ${script} "image ct ${dicom}/SC_rgb_rle_2frame.dcm 1\nimage ct ${dicom}/SC_rgb_rle_2frame.dcm 2\n")
+expect_run(2 ":2: [^\n]*SC_rgb_rle_2frame.dcm has 2 frames: image takes a frame from 0 to 1, not 2\n$" stderr run ${script})
 file(REMOVE ${script})
+
+# run --methods lists every method of both components, in the slot order of their interfaces in
+# ondrel.h, each with as many parameters as the interface declares.
+function(declared_methods interface variable)
+  file(READ ${CMAKE_CURRENT_LIST_DIR}/../../include/ondrel/ondrel.h header)
+  string(FIND "${header}" "struct ${interface} : IUnknown {" start)
+  string(SUBSTRING "${header}" ${start} -1 header)
+  string(FIND "${header}" "\n};" end)
+  string(SUBSTRING "${header}" 0 ${end} header)
+  string(REGEX MATCHALL "virtual HRESULT [A-Za-z0-9]+\\([^)]*\\)" declarations "${header}")
+  set(methods "")
+  foreach(declaration IN LISTS declarations)
+    string(REGEX MATCH "HRESULT ([A-Za-z0-9]+)\\(([^)]*)\\)" found "${declaration}")
+    set(name ${CMAKE_MATCH_1})
+    set(parameters "${CMAKE_MATCH_2}")
+    string(REGEX REPLACE "[^,]" "" commas "${parameters}")
+    string(LENGTH "${commas}" count)
+    if(NOT parameters STREQUAL "")
+      math(EXPR count "${count} + 1")
+    endif()
+    list(APPEND methods "${name}/${count}")
+  endforeach()
+  set(${variable} "${methods}" PARENT_SCOPE)
+endfunction()
+function(listed_methods text variable)
+  string(REGEX MATCHALL "\n  [A-Za-z0-9]+[^\n]*" lines "${text}")
+  set(methods "")
+  foreach(line IN LISTS lines)
+    string(STRIP "${line}" line)
+    string(REPLACE " " ";" words "${line}")
+    list(POP_FRONT words name)
+    list(LENGTH words count)
+    list(APPEND methods "${name}/${count}")
+  endforeach()
+  set(${variable} "${methods}" PARENT_SCOPE)
+endfunction()
+expect_run(0 "^IOndrel, the main component" stdout run --methods)
+execute_process(COMMAND ${ONDREL} run --methods OUTPUT_VARIABLE listing)
+string(REGEX MATCH "IOndrel, [^\n]*\n(.*)\n\nIOndrelDicomDir, [^\n]*\n(.*)\n\nEnumerations, [^\n]*\n(.*)$" found "${listing}")
+set(media_listing "${CMAKE_MATCH_2}")
+set(enumerations "${CMAKE_MATCH_3}")
+listed_methods("\n${CMAKE_MATCH_1}" main_listed)
+listed_methods("\n${media_listing}" media_listed)
+declared_methods(IOndrel main_declared)
+declared_methods(IOndrelDicomDir media_declared)
+list(LENGTH main_declared main_count)
+list(LENGTH media_declared media_count)
+if(NOT main_listed STREQUAL main_declared OR NOT media_listed STREQUAL media_declared OR main_count LESS 70 OR
+   media_count LESS 30)
+  message(FATAL_ERROR "run --methods does not list ondrel.h's methods:\nIOndrel ${main_declared}\nlisted  ${main_listed}\n"
+                      "IOndrelDicomDir ${media_declared}\nlisted  ${media_listed}")
+endif()
+foreach(expected "RenderImage image window bool" "GetColorPaletteMode window \\?palette" "ApplyColorPalette window palette"
+                 "MeasOnMouseButtonDown window x,y measurement \\?bool")
+  if(NOT listing MATCHES "\n  ${expected}\n")
+    message(FATAL_ERROR "run --methods lists no '${expected}':\n${listing}")
+  endif()
+endforeach()
+if(NOT media_listing MATCHES "^  RenderImage media-image window bool\n")
+  message(FATAL_ERROR "run --methods lists the media component's RenderImage wrongly:\n${media_listing}")
+endif()
+foreach(expected "palette: COLOR_PALETTE_NONE=0 COLOR_PALETTE_RAINBOW=1 COLOR_PALETTE_HOT_IRON=2 COLOR_PALETTE_HOT_BLUE_METAL=3"
+                 "rotation-flip: ROT_FLIP_NONE=0 ROTATE_RIGHT=1 ROTATE_LEFT=2 FLIP_UD=3 FLIP_LR=4"
+                 "mip-mode: MIP_MODE_NONE=0 MIP_MODE_MAXIP=1 MIP_MODE_MINIP=2 MIP_MODE_TRANSLATION=16")
+  if(NOT enumerations MATCHES "  ${expected}\n")
+    message(FATAL_ERROR "run --methods lists no '${expected}':\n${enumerations}")
+  endif()
+endforeach()
 
 # ondrel render: command-line errors exit 2 with the usage; an input it can't use exits 1 and writes nothing.
 set(sample "${CMAKE_CURRENT_LIST_DIR}/../../data/sample/CT_small.dcm")
@@ -115,30 +187,55 @@ expect_run(2 "--pan takes DX,DY in window pixels, like 10,-5, not '10'" stderr r
 expect_run(2 "--rotate takes right or left, not '90'" stderr render ${sample} -o ${png} --rotate 90)
 expect_run(2 "--flip takes lr or ud, not 'h'" stderr render ${sample} -o ${png} --flip h)
 expect_run(2 "--frame takes a frame number from 0 to 65535, not '65536'" stderr render ${sample} -o ${png} --frame 65536)
-expect_run(1 "^ondrel: /nonexistent/image.dcm: The /nonexistent/image.dcm file cannot be opened\\." stderr
+expect_run(2 "--window takes a width of 1 or more, not '0'\nUsage: ondrel render" stderr
+           render ${sample} -o ${png} --window 0 --level 40)
+expect_run(2 "--window takes a width of 1 or more, not '-400'" stderr render ${sample} -o ${png} --window -400 --level 40)
+expect_run(1 "^ondrel: cannot open /nonexistent/image.dcm: No such file or directory\n$" stderr
            render /nonexistent/image.dcm -o ${png})
-expect_run(1 "CT_small.dcm has no frame 1\n$" stderr render ${sample} -o ${png} --frame 1)
+expect_run(1 "^ondrel: cannot open /nonexistent/image.dcm: No such file or directory\nondrel: core: The /nonexistent/image.dcm file cannot be opened\\. The last error is \\(in hexa\\): 0x3 File=file_parser\\.cpp, Line=[0-9]+\n$"
+           stderr render /nonexistent/image.dcm -o ${png} --verbose)
+expect_run(1 "^ondrel: cannot open [^\n]*tests/apps/\\.\\./data: Is a directory\n$" stderr
+           render ${CMAKE_CURRENT_LIST_DIR}/../data -o ${png})
+# A frame the file does not have is a wrong command line.
+expect_run(2 "CT_small.dcm has 1 frame: --frame takes 0 to 0, not 1\nUsage: ondrel render" stderr
+           render ${sample} -o ${png} --frame 1)
+expect_run(2 "SC_rgb_rle_2frame.dcm has 2 frames: --frame takes 0 to 1, not 2\n" stderr
+           render ${dicom}/SC_rgb_rle_2frame.dcm -o ${png} --frame 2)
 if(EXISTS ${png})
   message(FATAL_ERROR "ondrel render wrote ${png} though it failed")
 endif()
 
-# The example scripts the README points to, run where they expect to be (a folder with data/ in it).
+# The example scripts the README points to run from any folder, by any name, and write their pictures
+# there; run --help's example runs from the repository's root (a folder with data/ in it).
 set(examples "${CMAKE_CURRENT_BINARY_DIR}/ondrel_cli_examples")
 file(REMOVE_RECURSE ${examples})
-file(MAKE_DIRECTORY ${examples})
-file(CREATE_LINK ${CMAKE_CURRENT_LIST_DIR}/../../data ${examples}/data SYMBOLIC)
-foreach(example view_ct display_operations)
-  execute_process(COMMAND ${ONDREL} run data/examples/${example}.ondrel WORKING_DIRECTORY ${examples}
+file(MAKE_DIRECTORY ${examples}/elsewhere ${examples}/root)
+file(RELATIVE_PATH relative_examples ${examples}/elsewhere ${CMAKE_CURRENT_LIST_DIR}/../../data/examples)
+foreach(example "view_ct|${CMAKE_CURRENT_LIST_DIR}/../../data/examples" "display_operations|${relative_examples}")
+  string(REPLACE "|" ";" example "${example}")
+  list(GET example 0 name)
+  list(GET example 1 folder)
+  execute_process(COMMAND ${ONDREL} run ${folder}/${name}.ondrel WORKING_DIRECTORY ${examples}/elsewhere
                   RESULT_VARIABLE code OUTPUT_VARIABLE out ERROR_VARIABLE err)
   if(NOT code EQUAL 0 OR NOT out MATCHES "\nwrote [^\n]*\n$")
-    message(FATAL_ERROR "ondrel run ${example}.ondrel: exit ${code}\nstdout: ${out}\nstderr: ${err}")
+    message(FATAL_ERROR "ondrel run ${folder}/${name}.ondrel: exit ${code}\nstdout: ${out}\nstderr: ${err}")
   endif()
 endforeach()
 foreach(picture view_ct step1_window step2_zoom step3_turned step4_palette step5_reset)
-  if(NOT EXISTS ${examples}/${picture}.png)
-    message(FATAL_ERROR "the example scripts wrote no ${picture}.png")
+  if(NOT EXISTS ${examples}/elsewhere/${picture}.png)
+    message(FATAL_ERROR "the example scripts wrote no ${picture}.png in the current folder")
   endif()
 endforeach()
+execute_process(COMMAND ${ONDREL} run --help OUTPUT_VARIABLE help)
+string(REGEX MATCH "\nExample:\n(( [^\n]*\n)+)" found "${help}")
+string(REGEX REPLACE "(^|\n)  " "\\1" example "${CMAKE_MATCH_1}")
+file(WRITE ${examples}/root/example.ondrel "${example}")
+file(CREATE_LINK ${CMAKE_CURRENT_LIST_DIR}/../../data ${examples}/root/data SYMBOLIC)
+execute_process(COMMAND ${ONDREL} run example.ondrel WORKING_DIRECTORY ${examples}/root
+                RESULT_VARIABLE code OUTPUT_VARIABLE out ERROR_VARIABLE err)
+if(NOT code EQUAL 0 OR NOT example MATCHES "\nsave view ct.png\n$" OR NOT EXISTS ${examples}/root/ct.png)
+  message(FATAL_ERROR "run --help's example, from the root: exit ${code}\n${example}\nstdout: ${out}\nstderr: ${err}")
+endif()
 file(REMOVE_RECURSE ${examples})
 
 # ondrel import: a picture made into a DICOM file by the core, which DCMTK reads back with the
@@ -149,35 +246,37 @@ file(REMOVE ${imported})
 expect_run(0 "Usage: ondrel import PICTURE -o OUT.dcm.*ImportImageAsDICOMFile" stdout import --help)
 expect_run(0 "import +make a DICOM file of a picture" stdout --help)
 expect_run(2 "import needs -o OUT.dcm\nUsage: ondrel import" stderr import ${pictures}/palette.png)
-expect_run(1 "^ondrel: ImportImageAsDICOMFile failed \\(0x80004005\\): [^\n]*Failed to create the GDI\\+ bitmap" stderr
+expect_run(1 "^ondrel: [^\n]*README.md: not a picture the core reads \\(BMP, JPEG, GIF, TIFF or PNG\\)\n$" stderr
            import ${pictures}/README.md -o ${imported})
+expect_run(1 "\nondrel: core: <exception Message=\"Failed to save the image as DICOM file\\. File=image_export\\.cpp, Line=[0-9]+\"><exception Message=\"Failed to create the DICOM file\\. [^\n]*Failed to create the GDI\\+ bitmap File=image_export\\.cpp, Line=[0-9]+\"></exception></exception></exception>\n$"
+           stderr import ${pictures}/README.md -o ${imported} --verbose)
+expect_run(1 "^ondrel: cannot open [^\n]*pictures/absent.png: No such file or directory\n$" stderr
+           import ${pictures}/absent.png -o ${imported})
 if(EXISTS ${imported})
   message(FATAL_ERROR "ondrel import wrote ${imported} though it failed")
 endif()
 expect_run(0 "^wrote [^\n]*ondrel_cli_import.dcm: 13x7 RGB, SOP Instance UID 1\\.3\\.6\\.1\\.4\\.1\\.77777\\.[0-9.]+\n$"
            stdout import ${pictures}/palette.png -o ${imported})
-find_program(DCMDUMP dcmdump)
-find_program(DCMJ2PNM dcmj2pnm)
-find_program(CONVERT convert)
-if(DCMDUMP AND DCMJ2PNM AND CONVERT)
-  execute_process(COMMAND ${DCMDUMP} ${imported} RESULT_VARIABLE code OUTPUT_VARIABLE dump ERROR_VARIABLE err)
-  foreach(line "\\(0002,0010\\) UI =LittleEndianImplicit" "\\(0008,0064\\) CS \\[WSD\\]" "\\(0028,0002\\) US 3"
-               "\\(0028,0004\\) CS \\[RGB\\]" "\\(0028,0010\\) US 7" "\\(0028,0011\\) US 13" "\\(7fe0,0010\\) [^\n]*# 274,")
-    if(NOT code EQUAL 0 OR NOT dump MATCHES "${line}")
-      message(FATAL_ERROR "dcmdump of the imported file: exit ${code}, no '${line}'\n${dump}\n${err}")
-    endif()
-  endforeach()
-  set(decoded "${CMAKE_CURRENT_BINARY_DIR}/ondrel_cli_import")
-  execute_process(COMMAND ${DCMJ2PNM} +on ${imported} ${decoded}.png RESULT_VARIABLE code ERROR_VARIABLE err)
-  execute_process(COMMAND ${CONVERT} ${decoded}.png -depth 8 rgb:${decoded}.dicom.rgb)
-  execute_process(COMMAND ${CONVERT} ${pictures}/palette.png -depth 8 rgb:${decoded}.picture.rgb)
-  file(SHA256 ${decoded}.dicom.rgb dicom_pixels)
-  file(SHA256 ${decoded}.picture.rgb picture_pixels)
-  if(NOT code EQUAL 0 OR NOT dicom_pixels STREQUAL picture_pixels)
-    message(FATAL_ERROR "dcmj2pnm of the imported file (exit ${code}: ${err}) differs from palette.png")
+require_program(DCMDUMP dcmdump)
+require_program(DCMJ2PNM dcmj2pnm)
+require_program(CONVERT convert)
+execute_process(COMMAND ${DCMDUMP} ${imported} RESULT_VARIABLE code OUTPUT_VARIABLE dump ERROR_VARIABLE err)
+foreach(line "\\(0002,0010\\) UI =LittleEndianImplicit" "\\(0008,0064\\) CS \\[WSD\\]" "\\(0028,0002\\) US 3"
+             "\\(0028,0004\\) CS \\[RGB\\]" "\\(0028,0010\\) US 7" "\\(0028,0011\\) US 13" "\\(7fe0,0010\\) [^\n]*# 274,")
+  if(NOT code EQUAL 0 OR NOT dump MATCHES "${line}")
+    message(FATAL_ERROR "dcmdump of the imported file: exit ${code}, no '${line}'\n${dump}\n${err}")
   endif()
-  file(REMOVE ${decoded}.png ${decoded}.dicom.rgb ${decoded}.picture.rgb)
+endforeach()
+set(decoded "${CMAKE_CURRENT_BINARY_DIR}/ondrel_cli_import")
+execute_process(COMMAND ${DCMJ2PNM} +on ${imported} ${decoded}.png RESULT_VARIABLE code ERROR_VARIABLE err)
+execute_process(COMMAND ${CONVERT} ${decoded}.png -depth 8 rgb:${decoded}.dicom.rgb)
+execute_process(COMMAND ${CONVERT} ${pictures}/palette.png -depth 8 rgb:${decoded}.picture.rgb)
+file(SHA256 ${decoded}.dicom.rgb dicom_pixels)
+file(SHA256 ${decoded}.picture.rgb picture_pixels)
+if(NOT code EQUAL 0 OR NOT dicom_pixels STREQUAL picture_pixels)
+  message(FATAL_ERROR "dcmj2pnm of the imported file (exit ${code}: ${err}) differs from palette.png")
 endif()
+file(REMOVE ${decoded}.png ${decoded}.dicom.rgb ${decoded}.picture.rgb)
 file(REMOVE ${imported})
 
 # ondrel render's export options: the core's own save, its raw display pixels, the switches and the glass.
@@ -188,11 +287,6 @@ expect_run(0 "^$" stdout render ${sample} -o ${exported}.picture --encoding imag
 file(READ ${exported}.picture signature LIMIT 4 HEX)
 if(NOT signature STREQUAL "89504e47")
   message(FATAL_ERROR "render --encoding image/png wrote no PNG: ${signature}")
-endif()
-expect_run(0 "warning: no encoder has the MIME type image/PNG: SaveImageAsFile writes nothing" stderr
-           render ${sample} -o ${exported}.unknown.png --encoding image/PNG)
-if(EXISTS ${exported}.unknown.png)
-  message(FATAL_ERROR "render --encoding image/PNG wrote a file")
 endif()
 expect_run(0 "^rows=128 columns=128 colour=no\n$" stdout
            render ${sample} -o ${exported}.png --no-overlays --no-shutter --display-raw ${exported}.raw)
@@ -259,10 +353,7 @@ expect_run(2 ":1: component is main or dicomdir, not media" stderr run ${scripts
 # draw puts the dotted square of the image's tag mark, which is not part of the picture: ImageMagick's
 # count of the pixels that differ by more than `fuzz`, in the band above the corner and the one left of
 # it.
-find_program(COMPARE compare)
-if(NOT COMPARE)
-  message(FATAL_ERROR "ImageMagick's compare is needed (scripts/setup installs it)")
-endif()
+require_program(COMPARE compare)
 function(expect_same_picture picture reference fuzz)
   foreach(region 128x108+0+0 108x20+0+108)
     execute_process(COMMAND ${COMPARE} -metric AE -fuzz ${fuzz} -extract ${region} ${picture} ${reference} null:
