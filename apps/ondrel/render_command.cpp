@@ -210,10 +210,10 @@ RenderOptions ParseOptions(std::span<const std::string_view> args) {
   return options;
 }
 
-// Reports a failed method of the core; true when it failed.
-bool Failed(std::string_view method, HRESULT hr) {
+// Reports a failed method of the core on the image of `file`, naming the file; true when it failed.
+bool Failed(std::string_view file, std::string_view method, HRESULT hr) {
   if (SUCCEEDED(hr)) return false;
-  Report(MethodFailure(method, hr, TakeErrorDescription()));
+  Report(MethodFailure(method, hr, TakeErrorDescription()), std::string(file) + ": ");
   return true;
 }
 
@@ -240,7 +240,7 @@ bool WriteDisplayPixels(IOndrel& core, HWND window, IImageInfoNW* image, const R
   LONG rows = 0;
   LONG columns = 0;
   VARIANT_BOOL colour = VARIANT_FALSE;
-  if (Failed("GetImageCurrentPixelData",
+  if (Failed(options.input, "GetImageCurrentPixelData",
              core.GetImageCurrentPixelData(window, uid.Get(), static_cast<SHORT>(options.frame), &array, &rows,
                                            &columns, &colour)))
     return false;
@@ -262,7 +262,8 @@ bool SaveThroughCore(IOndrel& core, HWND window, const RenderOptions& options) {
   const platform::BStr encoding(options.encoding);
   const platform::BStr name(ToWide(output.Path()));
   errno = 0;
-  if (Failed("SaveImageAsFile", core.SaveImageAsFile(window, encoding.Get(), name.Get()))) return false;
+  if (Failed(options.input, "SaveImageAsFile", core.SaveImageAsFile(window, encoding.Get(), name.Get())))
+    return false;
   if (output.Size() == 0) {
     if (!HasEncoder(options.encoding))
       throw Failure{"nothing was written to " + options.output + ": no encoder has the MIME type " +
@@ -296,18 +297,20 @@ int RunRender(std::span<const std::string_view> args) {
   const platform::ComPtr<IImageInfoNW>& image = shown.image;
   WarnAboutPixels(*image.Get(), options.input);
   platform::ComPtr<IOndrel> core;
-  if (Failed("CoCreateInstance", CoCreateInstance(CLSID_OndrelImpl, nullptr, CLSCTX_ALL, IID_IOndrel,
+  // Each failure names the file whose image the core was working on.
+  const auto failed = [&](std::string_view method, HRESULT hr) { return Failed(options.input, method, hr); };
+  if (failed("CoCreateInstance", CoCreateInstance(CLSID_OndrelImpl, nullptr, CLSCTX_ALL, IID_IOndrel,
                                                   reinterpret_cast<void**>(core.GetAddressOf()))))
     return kExitFailure;
 
-  if (options.noOverlays && Failed("ToggleOverlaysVisibility", core->ToggleOverlaysVisibility())) return kExitFailure;
-  if (options.noShutter && Failed("ToggleShutter", core->ToggleShutter())) return kExitFailure;
-  if (Failed("RenderImage", core->RenderImage(image.Get(), window.get(), VARIANT_FALSE))) return kExitFailure;
-  if (options.select && Failed("SelectWindow", core->SelectWindow(window.get()))) return kExitFailure;
+  if (options.noOverlays && failed("ToggleOverlaysVisibility", core->ToggleOverlaysVisibility())) return kExitFailure;
+  if (options.noShutter && failed("ToggleShutter", core->ToggleShutter())) return kExitFailure;
+  if (failed("RenderImage", core->RenderImage(image.Get(), window.get(), VARIANT_FALSE))) return kExitFailure;
+  if (options.select && failed("SelectWindow", core->SelectWindow(window.get()))) return kExitFailure;
   for (const Operation& operation : options.operations)
-    if (Failed(operation.method, operation.call(*core.Get(), window.get()))) return kExitFailure;
-  if (Failed("Draw", core->Draw(window.get()))) return kExitFailure;
-  if (options.magnify && Failed("MagnifyingGlass", core->MagnifyingGlass(window.get(), *options.magnify)))
+    if (failed(operation.method, operation.call(*core.Get(), window.get()))) return kExitFailure;
+  if (failed("Draw", core->Draw(window.get()))) return kExitFailure;
+  if (options.magnify && failed("MagnifyingGlass", core->MagnifyingGlass(window.get(), *options.magnify)))
     return kExitFailure;
   if (!options.displayRaw.empty() && !WriteDisplayPixels(*core.Get(), window.get(), image.Get(), options))
     return kExitFailure;

@@ -58,7 +58,7 @@ function(expect_warnings file)
       string(SUBSTRING "${err}" 0 ${length} warnings)
       string(SUBSTRING "${err}" ${length} -1 failure)
       if(NOT code EQUAL 1 OR NOT warnings STREQUAL expected OR NOT failure MATCHES
-         "^ondrel: RenderImage failed \\(0x80004005\\): The pixel data holds [0-9]+ bytes where the image's header needs [0-9]+\\.\n$")
+         "^ondrel: [^\n]*: RenderImage failed \\(0x80004005\\): The pixel data holds [0-9]+ bytes where the image's header needs [0-9]+\\.\n$")
         message(FATAL_ERROR "ondrel ${command}: exit ${code}\nstderr: ${err}\nexpected: ${expected} and the refusal")
       endif()
     elseif(NOT code EQUAL 0 OR NOT err STREQUAL expected)
