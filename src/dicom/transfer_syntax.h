@@ -43,7 +43,7 @@ class TransferSyntax {
   static TransferSyntax& Instance();
 
   // Builds the table of the 24 syntaxes the engine knows: implicit VR little-endian, explicit VR
-  // little- and big-endian, deflated explicit VR little-endian (1.2.840.10008.1.2.5), and the
+  // little- and big-endian, RLE Lossless (1.2.840.10008.1.2.5), and the
   // compressed syntaxes 1.2.840.10008.1.2.4.50 to .66, .70, .90 and .91, all explicit little-endian.
   TransferSyntax();
   virtual ~TransferSyntax();

@@ -102,7 +102,40 @@ std::string TemporaryNameBeside(const std::string& path) {
   return path + ".~" + std::to_string(::getpid()) + "-" + std::to_string(counter.fetch_add(1)) + ".tmp";
 }
 
+// Writes all of `bytes` to `fd`; 0, or the errno of the write that failed.
+int WriteAll(int fd, const std::vector<std::uint8_t>& bytes) {
+  std::size_t done = 0;
+  while (done < bytes.size()) {
+    const ssize_t wrote = ::write(fd, bytes.data() + done, bytes.size() - done);
+    if (wrote < 0 && errno == EINTR) continue;
+    if (wrote < 0) return errno;
+    done += static_cast<std::size_t>(wrote);
+  }
+  return 0;
+}
+
+// A target that exists and is no regular file (a device, a pipe) is written into as it stands:
+// renaming a file over it would replace it, /dev/null included for a user who may.
+bool WriteIntoSpecialFile(const std::string& path, const std::vector<std::uint8_t>& bytes, std::string& error) {
+  const int fd = ::open(path.c_str(), O_WRONLY | O_CLOEXEC);
+  if (fd < 0) {
+    error = "cannot open '" + path + "': " + ErrnoText(errno);
+    return false;
+  }
+  FileDescriptor file(fd);
+  int failure = WriteAll(file.get(), bytes);
+  if (file.Close() != 0 && failure == 0) failure = errno;
+  if (failure != 0) {
+    error = "cannot write '" + path + "': " + ErrnoText(failure);
+    return false;
+  }
+  return true;
+}
+
 bool WriteWholeFileAtomically(const std::string& path, const std::vector<std::uint8_t>& bytes, std::string& error) {
+  struct stat target {};
+  if (::stat(path.c_str(), &target) == 0 && !S_ISREG(target.st_mode) && !S_ISDIR(target.st_mode))
+    return WriteIntoSpecialFile(path, bytes, error);
   std::string temporary;
   int fd = -1;
   for (int attempt = 0; attempt < 100 && fd < 0; ++attempt) {
@@ -116,16 +149,7 @@ bool WriteWholeFileAtomically(const std::string& path, const std::vector<std::ui
     return false;
   }
   FileDescriptor file(fd);
-  std::size_t done = 0;
-  int failure = 0;
-  while (done < bytes.size() && failure == 0) {
-    const ssize_t wrote = ::write(file.get(), bytes.data() + done, bytes.size() - done);
-    if (wrote < 0 && errno == EINTR) continue;
-    if (wrote < 0)
-      failure = errno;
-    else
-      done += static_cast<std::size_t>(wrote);
-  }
+  int failure = WriteAll(file.get(), bytes);
   // The data reaches the disk before the name does, so that a crash cannot leave an empty file
   // under the target's name.
   if (failure == 0 && ::fsync(file.get()) != 0) failure = errno;

@@ -316,6 +316,17 @@ TEST_F(PictureFiles, LoadRefusesMissingFoldersUnknownAndUnnamableFiles) {
   }
 }
 
+// A device is written into, not replaced by a file renamed over it. (Through a link: were the device
+// replaced, only the link would go.)
+TEST_F(PictureFiles, ASaveToADeviceWritesIntoIt) {
+  const fs::path link = Path("null.png");
+  fs::create_symlink("/dev/null", link);
+  std::string error;
+  EXPECT_TRUE(SavePictureFile(MakeSource(Source::Opaque), FileFormat::Png, link.u16string(), error)) << error;
+  EXPECT_TRUE(fs::is_symlink(link));
+  EXPECT_TRUE(fs::is_character_file(link));
+}
+
 TEST_F(PictureFiles, AFailedSaveLeavesNoFileBehindAndKeepsTheOldOne) {
   const Picture picture = MakeSource(Source::Opaque);
   Picture broken = picture;
