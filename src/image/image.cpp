@@ -129,6 +129,8 @@ void Image::CopyPixelData(FramePixels source) {
     if (size / 2 > from.size())
       THROW_MY_EXCEPTION_F(256, "The pixel data holds %zu bytes where the image's header needs %zu.", from.size(),
                            size);
+    // An image without columns has no pixels to copy.
+    if (size == 0) return;
     // Nothing is read past the source.
     const std::size_t available = std::min(size, from.size());
     if (previous.Size() == size) {

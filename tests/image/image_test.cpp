@@ -85,6 +85,22 @@ TEST(Image, TheInterpretationIsSearchedSoThat422IsNotFull) {
   }
 }
 
+// A header without columns describes no pixels, twice over (the second copy reuses the first's
+// block); found by fuzzing, where the sanitizers caught a copy into no block.
+TEST(Image, AnImageWithoutColumnsHasNoPixels) {
+  const ClassesRegistered registered;
+  const Graph graph;
+  graph.image->SetRows(2);
+  graph.image->SetColumns(0);
+  graph.image->SetBitsStored(8);
+  const BYTE source[4] = {1, 2, 3, 4};
+  PresentationIntent intent;
+  Image image(image_test::FrameOf(source), std::make_unique<ImageInfoWStationStrategy>(graph.image.Get()), &intent);
+  EXPECT_TRUE(image.Pixels().empty());
+  image.CopyPixelData(image_test::FrameOf(source));
+  EXPECT_TRUE(image.Pixels().empty());
+}
+
 TEST(Image, AnImageWithoutRowsFailsItsConstruction) {
   const ClassesRegistered registered;
   const Graph graph;
