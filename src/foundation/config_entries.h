@@ -14,24 +14,24 @@ template <class Char>
 std::optional<std::pair<std::basic_string_view<Char>, std::basic_string_view<Char>>> ScanAddEntry(
     std::basic_string_view<Char> line) {
   constexpr auto npos = std::basic_string_view<Char>::npos;
+  // Where the quoted text after `mark` begins and ends, `mark` searched for from `from`.
+  using Span = std::pair<std::size_t, std::size_t>;
+  const auto quotedAfter = [line](const Char* mark, std::size_t from) -> std::optional<Span> {
+    const std::size_t at = line.find(mark, from);
+    const std::size_t open = at == npos ? npos : line.find(Char('"'), at);
+    const std::size_t close = open == npos ? npos : line.find(Char('"'), open + 1);
+    if (close == npos) return std::nullopt;
+    return std::pair{open + 1, close};
+  };
   const Char add[] = {'<', 'a', 'd', 'd', 0};
   const Char key[] = {'k', 'e', 'y', '=', 0};
   const Char value[] = {'v', 'a', 'l', 'u', 'e', '=', 0};
   const std::size_t addAt = line.find(add);
   if (addAt == npos) return std::nullopt;
-  const std::size_t keyMark = line.find(key, addAt);
-  if (keyMark == npos) return std::nullopt;
-  const std::size_t keyQuote = line.find(Char('"'), keyMark);
-  if (keyQuote == npos) return std::nullopt;
-  const std::size_t keyStart = keyQuote + 1;
-  const std::size_t keyEnd = line.find(Char('"'), keyStart);
-  if (keyEnd == npos) return std::nullopt;
-  const std::size_t valueMark = line.find(value, keyStart);
-  if (valueMark == npos) return std::nullopt;
-  const std::size_t valueQuote = line.find(Char('"'), valueMark);
-  if (valueQuote == npos) return std::nullopt;
-  const std::size_t valueStart = valueQuote + 1;
-  const std::size_t valueEnd = line.find(Char('"'), valueStart);
-  if (valueEnd == npos) return std::nullopt;
-  return std::pair{line.substr(keyStart, keyEnd - keyStart), line.substr(valueStart, valueEnd - valueStart)};
+  const auto keyText = quotedAfter(key, addAt);
+  // The value is searched for from the key's first character, as these files have always been read.
+  const auto valueText = keyText ? quotedAfter(value, keyText->first) : std::nullopt;
+  if (!valueText) return std::nullopt;
+  return std::pair{line.substr(keyText->first, keyText->second - keyText->first),
+                   line.substr(valueText->first, valueText->second - valueText->first)};
 }
