@@ -1,8 +1,8 @@
 // libFuzzer target of the whole render path, as a host drives it: any bytes, taken as a DICOM file,
 // built into image objects, rendered into a window and put through the display operations, must end
-// in results and failure codes; never in a crash, a leak or a hang. Sizes the header claims are
-// honoured (a short frame is shown padded with zeros), so run it with a malloc limit above the
-// largest frame a 16-bit header can describe at the sizes the corpus uses.
+// in results and failure codes; never in a crash, a leak or a hang. A header may not make the core
+// allocate much more than the file holds (a frame shorter than half its header's size is refused, a
+// decoder stops at what the header allows), so it runs under a small malloc limit.
 //
 // Build and run: see tests/fuzz/README.md.
 #include <cstddef>
