@@ -9,10 +9,21 @@
 
 namespace {
 
+// An element's value (StoredBits): unsigned, masked; signed, shifted up to bit 31 and arithmetically
+// back, which masks and extends the sign in two steps. `shift` is 32 - bits, `mask` (1 << bits) - 1.
+template <bool Signed>
+[[gnu::always_inline]] inline std::int32_t ValueOf(std::int32_t element, std::int32_t mask, int shift) {
+  if constexpr (Signed)
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(element) << shift) >> shift;
+  else
+    return element & mask;
+}
+
 // Inlined into each clone below, so that each is vectorised for its own instruction set.
-template <typename Element, bool IntegralRescale, bool FloatFactor>
+template <typename Element, bool Signed, bool IntegralRescale, bool FloatFactor>
 [[gnu::always_inline]] inline void MapRow(const Element* elements, BYTE* out, std::size_t count, const GreyWindowKernel& k) {
-  const StoredBits stored = k.stored;
+  const int shift = 32 - k.stored.bits;
+  const std::int32_t mask = static_cast<std::int32_t>((std::uint32_t{1} << k.stored.bits) - 1);
   const std::int32_t interceptInteger = k.interceptInteger;
   const float slope = k.slope;
   const double intercept = k.intercept;
@@ -22,7 +33,7 @@ template <typename Element, bool IntegralRescale, bool FloatFactor>
   const float floatFactor = k.floatFactor;
   const BYTE invertMask = k.invertMask;
   for (std::size_t i = 0; i < count; ++i) {
-    const std::int32_t value = stored(elements[i]);
+    const std::int32_t value = ValueOf<Signed>(elements[i], mask, shift);
     std::int32_t modality;
     if constexpr (IntegralRescale)
       modality = value + interceptInteger;
@@ -42,30 +53,50 @@ template <typename Element, bool IntegralRescale, bool FloatFactor>
   }
 }
 
-template <typename Element>
-[[gnu::always_inline]] inline void Dispatch(const Element* elements, BYTE* out, std::size_t count, const GreyWindowKernel& kernel) {
+template <typename Element, bool Signed>
+[[gnu::always_inline]] inline void DispatchRescale(const Element* elements, BYTE* out, std::size_t count,
+                                                   const GreyWindowKernel& kernel) {
   if (kernel.integralRescale && kernel.useFloatFactor)
-    MapRow<Element, true, true>(elements, out, count, kernel);
+    MapRow<Element, Signed, true, true>(elements, out, count, kernel);
   else if (kernel.integralRescale)
-    MapRow<Element, true, false>(elements, out, count, kernel);
+    MapRow<Element, Signed, true, false>(elements, out, count, kernel);
   else if (kernel.useFloatFactor)
-    MapRow<Element, false, true>(elements, out, count, kernel);
+    MapRow<Element, Signed, false, true>(elements, out, count, kernel);
   else
-    MapRow<Element, false, false>(elements, out, count, kernel);
+    MapRow<Element, Signed, false, false>(elements, out, count, kernel);
 }
 
 template <typename Element>
-[[gnu::always_inline]] inline void Extremes(const Element* elements, std::size_t count, StoredBits bits,
-                                            std::int32_t& smallest, std::int32_t& largest) {
+[[gnu::always_inline]] inline void Dispatch(const Element* elements, BYTE* out, std::size_t count, const GreyWindowKernel& kernel) {
+  if (kernel.stored.isSigned)
+    DispatchRescale<Element, true>(elements, out, count, kernel);
+  else
+    DispatchRescale<Element, false>(elements, out, count, kernel);
+}
+
+template <bool Signed, typename Element>
+[[gnu::always_inline]] inline void ExtremesOf(const Element* elements, std::size_t count, StoredBits bits,
+                                              std::int32_t& smallest, std::int32_t& largest) {
+  const int shift = 32 - bits.bits;
+  const std::int32_t mask = static_cast<std::int32_t>((std::uint32_t{1} << bits.bits) - 1);
   std::int32_t low = INT32_MAX;
   std::int32_t high = INT32_MIN;
   for (std::size_t i = 0; i < count; ++i) {
-    const std::int32_t value = bits(elements[i]);
+    const std::int32_t value = ValueOf<Signed>(elements[i], mask, shift);
     low = std::min(low, value);
     high = std::max(high, value);
   }
   smallest = low;
   largest = high;
+}
+
+template <typename Element>
+[[gnu::always_inline]] inline void Extremes(const Element* elements, std::size_t count, StoredBits bits,
+                                            std::int32_t& smallest, std::int32_t& largest) {
+  if (bits.isSigned)
+    ExtremesOf<true>(elements, count, bits, smallest, largest);
+  else
+    ExtremesOf<false>(elements, count, bits, smallest, largest);
 }
 
 // Each kernel once per instruction set, the widest the processor runs chosen at the first call. (GCC's

@@ -13,14 +13,10 @@
 #include "ondrel/platform/wintypes.h"
 
 // How a stored element becomes a value: masked to its bits stored, then, for signed data, its sign
-// extended.
+// extended from the highest of them.
 struct StoredBits {
-  std::int32_t mask = 0xFFFF;
-  std::int32_t signBit = 0;  // 0 for unsigned data
-  std::int32_t operator()(std::int32_t element) const {
-    const std::int32_t value = element & mask;
-    return value - ((value & signBit) << 1);
-  }
+  int bits = 16;  // 1 to 16
+  bool isSigned = false;
 };
 
 // A grey window in the terms of the plain mapping: a stored element becomes a value v (StoredBits), made a modality value m (v + interceptInteger when `integralRescale`,

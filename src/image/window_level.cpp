@@ -330,8 +330,7 @@ std::optional<GreyWindowKernel> GreyKernelFor(const LutInput& input) {
   if (!(std::abs(static_cast<double>(slope)) * 65536.0 + std::abs(intercept) < kLimit / 2)) return {};
 
   GreyWindowKernel kernel;
-  kernel.stored.mask = (std::int32_t{1} << input.layout.bitsStored) - 1;
-  kernel.stored.signBit = input.isSigned ? std::int32_t{1} << (input.layout.bitsStored - 1) : 0;
+  kernel.stored = StoredBits{input.layout.bitsStored, input.isSigned};
   // With a slope of exactly 1 and a whole intercept, the float product and double sum are exact.
   kernel.integralRescale = slope == 1.0F && intercept == std::trunc(intercept);
   kernel.interceptInteger = static_cast<std::int32_t>(intercept);
@@ -355,17 +354,16 @@ PixelRange CalculateMinMaxPixelValues(std::span<const BYTE> pixels, std::size_t 
     PixelRange range;
     if (pixels.empty()) return range;
     const std::size_t elementBytes = bitsStored < 9 ? 1 : 2;
-    const BitRange bits = RangeOf(bitsStored);
     const std::size_t available = pixels.size() / elementBytes;
     const std::size_t samples = std::min(count, available);
     if (samples == 0) return range;
     // The rescale keeps the order of the stored values (each rounding does), or reverses it for a
     // negative slope, so the extremes of the modality values are those of the extreme stored values,
     // found without a conversion per sample.
-    // Elements are at most 16 bits wide, so more bits stored mask nothing and have no sign bit in them.
-    StoredBits stored;
-    stored.mask = static_cast<std::int32_t>(bits.mask & 0xFFFF);
-    stored.signBit = static_cast<std::int32_t>(isSigned && bits.signBit <= 0x8000 ? bits.signBit : 0);
+    // Elements are at most 16 bits wide, so more bits stored (or none, a broken header) mask nothing and
+    // have no sign bit in them.
+    const bool inElement = bitsStored >= 1 && bitsStored <= 16;
+    const StoredBits stored{inElement ? bitsStored : 16, isSigned && inElement};
     std::int32_t smallest = 0;
     std::int32_t largest = 0;
     if (elementBytes == 1)
