@@ -27,6 +27,9 @@ function(ondrel_add_layer name)
   add_library(${objects} OBJECT ${ARG_SOURCES})
   ondrel_layer_headers(${objects} ${name} PUBLIC)
   target_link_libraries(${objects} PUBLIC Ondrel::platform PRIVATE ${ARG_LINK})
+  # Nothing outside replaces a function of the engine, so its calls may bind and inline within the
+  # library, as they did when the layers were linked statically.
+  target_compile_options(${objects} PRIVATE -fno-semantic-interposition)
   add_library(ondrel_${name} INTERFACE)
   add_library(Ondrel::${name} ALIAS ondrel_${name})
   ondrel_layer_headers(ondrel_${name} ${name} INTERFACE)
