@@ -32,11 +32,11 @@ constexpr std::string_view kPixelWarningsHelp =
     "The image loader decodes JPEG (1.2.840.10008.1.2.4.50, .51, .70) and JPEG 2000 (.90, .91) only: RLE,\n"
     "JPEG lossless process 14 (.57) and the other JPEG processes come as their compressed bytes. 32-bit\n"
     "and 1-bit samples (Bits Allocated 32 or 1) are read as 16- and 8-bit samples, and YBR_FULL_422,\n"
-    "compressed or not, is shown as grey. The core refuses an image whose pixel data hold less than half\n"
-    "of what its header describes, as compressed bytes and packed bits often do: the command then fails\n"
-    "after the warning. Data the engine can't parse, big-endian\n"
-    "(1.2.840.10008.1.2.2) or of a transfer syntax it does not know (deflate 1.2.840.10008.1.2.1.99,\n"
-    "JPEG-LS .80 and .81, ...), end the command with status 1 and a sentence that says why.\n";
+    "compressed or not, is shown as grey. The core refuses to show an image whose pixel data hold less\n"
+    "than half of what its header describes, as compressed bytes and packed bits often do: render fails\n"
+    "then, after the warning. Data the engine can't parse, big-endian (1.2.840.10008.1.2.2) or of a\n"
+    "transfer syntax it does not know (deflate 1.2.840.10008.1.2.1.99, JPEG-LS .80 and .81, ...), end\n"
+    "the command with status 1 and a sentence that says why.\n";
 
 constexpr std::string_view kWritesHelp =
     "Files written: each output (of run, each file of save) is written under a temporary name beside it\n"
