@@ -5,6 +5,7 @@
 
 #include <stdexcept>
 
+#include "image/image_export.h"
 #include "tools/line_tool.h"
 #include "tools/text_annotation_tool.h"
 #include "tools/tool_test_support.h"
@@ -242,6 +243,38 @@ TEST(Measurements, ARubberBandIsDrawnByExclusiveOrWithoutRepaintingTheImage) {
   shown.Move({80, 90});
   shown.Move({60, 40});
   EXPECT_EQ(pixels(), first);
+}
+
+// The display pixels a host takes (GetImageCurrentPixelData) carry the measurements where they lie on
+// the image, one pixel an image pixel, whatever the window's size: a line drawn in a window twice as
+// large lands on the image's own rows and columns, not on the window's.
+TEST(Measurements, TheExportedDisplayPixelsCarryTheMeasurementsOnTheImagesPixels) {
+  MeasuredImage shown({100, 100, 200, 200}, nullptr, [](Graph& graph) {
+    graph.image->SetWindowCenter(100);
+    graph.image->SetWindowWidth(200);  // the stored 0 shows black
+  });
+  shown.Shown().PrepareAndDraw(shown.Window(), true, true);
+  shown.Drag(MEAS_LINE, {20, 20}, {120, 20});  // image (10,10)-(60,10), selected: its grips show
+  SAFEARRAY* array = nullptr;
+  LONG rows = 0;
+  LONG columns = 0;
+  VARIANT_BOOL colour = VARIANT_FALSE;
+  GetImageCurrentPixelData(shown.Shown(), &array, &rows, &columns, &colour);
+  ASSERT_EQ(rows, 100);
+  ASSERT_EQ(columns, 100);
+  void* data = nullptr;
+  SafeArrayAccessData(array, &data);
+  const auto* pixels = static_cast<const BYTE*>(data);
+  const auto at = [&](int x, int y) { return pixels[y * 100 + x]; };
+  // The label covers the middle of the line; its ends and the first grip's corner lie beside it.
+  EXPECT_NE(at(10, 10), 0);
+  EXPECT_NE(at(59, 10), 0);
+  EXPECT_EQ(at(61, 10), 0) << "the line ends at its second anchor";
+  EXPECT_NE(at(7, 12), 0) << "the first grip handle";
+  EXPECT_EQ(at(17, 22), 0) << "nothing where the window shows the grip";
+  EXPECT_EQ(at(90, 20), 0) << "nothing where the window shows the second end";
+  SafeArrayUnaccessData(array);
+  SafeArrayDestroy(array);
 }
 
 }  // namespace
