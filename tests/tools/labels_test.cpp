@@ -87,6 +87,7 @@ TEST(Labels, TheMeanIsOfTheStoredPixelsWhateverTheViewAndFollowsAShapeDrag) {
   const auto value = [](int x, int) { return static_cast<std::uint16_t>(x < 50 ? 100 : 300); };
   MeasuredImage shown({100, 100, 100, 100}, value);
   shown.Intent().rotation = 270;  // image (x, y) shows at (y, 99 - x)
+  shown.Shown().PrepareAndDraw(shown.Window(), true, true);  // the working copy is turned too
   shown.Drag(MEAS_ELLIPSE, {10, 80}, {30, 60});  // image (19,10)-(39,30): all of it left of column 50
   EXPECT_NE(shown.List().find("|Mean=100.00\""), std::string::npos) << shown.List();
   // Dragged by its outline (away from the grips) 40 pixels up on the screen, 40 right on the image.

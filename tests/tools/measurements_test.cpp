@@ -79,10 +79,14 @@ TEST(Measurements, CalibrateWithoutACalibrationLineSelectedChangesNothingEvenWhe
 }
 
 // A calibration line of 40 pixels said to be 20 mm long: half a millimetre a pixel, written to the
-// image or to its series, and every label in millimetres; cancelled, only the line goes.
+// image or to every image of its series, and every label in millimetres; cancelled, only the line goes.
 TEST(Measurements, CalibrateWritesTheSpacingAndChangesEveryLabelToMillimetres) {
   for (const bool series : {false, true}) {
-    MeasuredImage shown;
+    ComPtr<IImageInfoNW> neighbour;
+    MeasuredImage shown({}, nullptr, [&](Graph& graph) {
+      neighbour = Create<IImageInfoNW>(CLSID_ImageInfoNW);
+      graph.series->AddImageToSeries(neighbour.Get());
+    });
     shown.Drag(MEAS_LINE, {10, 30}, {70, 30});
     shown.Drag(MEAS_CALIBRATION, {10, 10}, {50, 10});
     EXPECT_FALSE(shown.Tools().Calibrate(shown.Window(), false, 20.0, series));
@@ -93,6 +97,7 @@ TEST(Measurements, CalibrateWritesTheSpacingAndChangesEveryLabelToMillimetres) {
     EXPECT_EQ(shown.Objects().image->GetPixelSpacing(&x, &y), S_OK);
     EXPECT_DOUBLE_EQ(x, 0.5);
     EXPECT_DOUBLE_EQ(y, 0.5);
+    EXPECT_EQ(neighbour->GetPixelSpacing(&x, &y), series ? S_OK : S_FALSE) << "the series' other image";
     // A second calibration replaces the first.
     shown.Drag(MEAS_CALIBRATION, {10, 10}, {50, 10});
     EXPECT_FALSE(shown.Tools().Calibrate(shown.Window(), false, 40.0, series));
