@@ -27,10 +27,6 @@ class MeasurementTexts {
   std::string FormatArea(double area, bool calibrated) const;
   std::string FormatMean(double mean, const std::string& suffix) const;
 
-  const std::string& AreaCalibrated() const { return areaCalibrated_; }
-  const std::string& AreaNotCalibrated() const { return areaNotCalibrated_; }
-  const std::string& Mean() const { return mean_; }
-
  private:
   std::string areaCalibrated_;
   std::string areaNotCalibrated_;

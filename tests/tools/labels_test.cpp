@@ -156,8 +156,8 @@ TEST(Labels, TheSharedTextsAreTranslatedReadOnceAndFallBackToEnglish) {
                                     "<add key=\"resMeasMean\" value=\"Mittel=%s%.2f\"/>\n")
                         .Get());
   EXPECT_EQ(texts.FormatArea(12.25, true), "Fl\xE4" "che=12.2 mm2");
-  EXPECT_EQ(texts.AreaNotCalibrated(), "Area=%.0f sq px");
-  EXPECT_EQ(texts.Mean(), "Mean=%.2f%s");
+  EXPECT_EQ(texts.FormatArea(78.54, false), "Area=79 sq px");
+  EXPECT_EQ(texts.FormatMean(-3.456, " HU"), "Mean=-3.46 HU");
   texts.LoadMissing(ConfigurationOf("<add key=\"resMeasAreaCalibrated\" value=\"A=%.0f\"/>\n").Get());
   EXPECT_EQ(texts.FormatArea(12.25, true), "Fl\xE4" "che=12.2 mm2") << "read once";
 

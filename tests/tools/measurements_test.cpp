@@ -250,6 +250,53 @@ TEST(Measurements, ARubberBandIsDrawnByExclusiveOrWithoutRepaintingTheImage) {
   EXPECT_EQ(pixels(), first);
 }
 
+// A reference line as the reference line calculation makes one: its two ends, drawn with the pen
+// the measurements give it.
+class ReferenceLine final : public MeasAnnotTool {
+ public:
+  ReferenceLine(Measurements& measurements, PixelPoint a, PixelPoint b) : MeasAnnotTool(measurements) {
+    anchors_ = {a, b};
+  }
+  void OnButtonDown(HDC, POINT) override {}
+  void OnMouseMove(HDC, POINT) override {}
+  bool OnButtonUp(HDC, POINT) override { return true; }
+  void Draw(HDC dc) override {
+    const POINT a = ToScreen(anchors_[0]);
+    const POINT b = ToScreen(anchors_[1]);
+    MoveToEx(dc, a.x, a.y, nullptr);
+    LineTo(dc, b.x, b.y);
+  }
+  std::string_view Kind() const override { return "reference"; }
+};
+
+// Reference lines come after the tools in the list, and are drawn in their own pen whether the tools
+// are shown or hidden.
+TEST(Measurements, ReferenceLinesAreListedLastAndDrawnWhateverTheToolsVisibility) {
+  const PreferenceSet<COLORREF> colour(Preferences().userRefLineColor, RGB(255, 0, 0));
+  MeasuredImage shown({100, 100, 200, 200});
+  shown.Drag(MEAS_LINE, {20, 20}, {120, 20});
+  shown.Tools().ReferenceLines().push_back(
+      std::make_unique<ReferenceLine>(shown.Tools(), PixelPoint{0, 50}, PixelPoint{99, 50}));
+  EXPECT_EQ(shown.List(),
+            "line 10,10 60,10 selected=yes mode=MEAS_MODE_NONE label=\"50 px\"\n"
+            "reference 0,50 99,50\n");
+  shown.Tools().ToggleVisibility();
+  const HDC dc = GetDC(shown.Window());
+  shown.Tools().DrawReferenceLines(dc, shown.Shown().DisplayRect());
+  shown.Tools().Draw(dc, shown.Shown().DisplayRect());
+  ReleaseDC(shown.Window(), dc);
+  ondrel::platform::WindowPixels pixels;
+  ASSERT_TRUE(ondrel::platform::ReadWindowPixels(shown.Window(), pixels));
+  const auto red = [&](int x, int y) {
+    const std::size_t at = (static_cast<std::size_t>(y) * 200 + x) * 4;
+    return pixels.bgra[at + 2] == 255 && pixels.bgra[at + 1] == 0 && pixels.bgra[at] == 0;
+  };
+  EXPECT_TRUE(red(0, 100));
+  EXPECT_TRUE(red(197, 100)) << "image column 99 shows at window column 198, the line's last pixel left out";
+  EXPECT_FALSE(red(199, 100));
+  for (int x = 20; x < 120; ++x) EXPECT_EQ(pixels.bgra[(20 * 200 + x) * 4 + 1], 0) << "the hidden line at " << x;
+}
+
 // The display pixels a host takes (GetImageCurrentPixelData) carry the measurements where they lie on
 // the image, one pixel an image pixel, whatever the window's size: a line drawn in a window twice as
 // large lands on the image's own rows and columns, not on the window's.
