@@ -102,7 +102,7 @@ std::string Utf8(std::u16string_view text) {
 
 tagPOINT PointOf(const std::string& text) {
   const std::size_t comma = text.find(',');
-  return tagPOINT{std::stol(text.substr(0, comma)), std::stol(text.substr(comma + 1))};
+  return tagPOINT{std::stoi(text.substr(0, comma)), std::stoi(text.substr(comma + 1))};
 }
 
 struct Label {
