@@ -248,12 +248,13 @@ TEST_F(MeasurementPictures, EachToolSelectedAndNotOnATurnedAndAnUnturnedViewMatc
   ASSERT_TRUE(manifest) << "no manifest";
   const ComPtr<IImageInfoNW> image = component_test::FirstImageOf(std::string(kData) + "/dicom/CT_small.dcm");
   ASSERT_TRUE(image);
-  std::optional<Expected> pending;
+  Expected pending;  // the picture being described, when `open`
+  bool open = false;
   int pictures = 0;
   const auto finish = [&] {
-    if (!pending) return;
-    Compare(*pending);
-    pending.reset();
+    if (!open) return;
+    Compare(pending);
+    open = false;
     ++pictures;
   };
   std::string line;
@@ -298,16 +299,17 @@ TEST_F(MeasurementPictures, EachToolSelectedAndNotOnATurnedAndAnUnturnedViewMatc
       finish();
       std::string select;
       std::string at;
-      pending.emplace();
-      words >> pending->reference >> select >> at;
+      pending = Expected{};
+      open = true;
+      words >> pending.reference >> select >> at;
       Press(PointOf(at), MEAS_NONE);
     } else if (command == "label") {
       std::string kind;
       std::string at;
       words >> kind >> at;
-      pending->labels.push_back(Label{kind == "centre", PointOf(at)});
+      pending.labels.push_back(Label{kind == "centre", PointOf(at)});
     } else if (command == "list") {
-      pending->list += line.substr(5) + "\n";
+      pending.list += line.substr(5) + "\n";
     } else {
       FAIL() << "unknown manifest line: " << line;
     }
