@@ -14,6 +14,9 @@
 //   render/<case>/first/dcmtk_scaled the same with createScaledImage to the window's size, the work
 //                                    Ondrel's full draw does
 //   render/<case>/zoom_drag/ondrel   ZoomImageDynamically: a fast draw at a new zoom
+//   render/<case>/meas_move/ondrel   MeasOnMouseMove while a line is drawn: its rubber band erased and
+//                                    drawn again by exclusive-or, without a repaint of the image
+//   render/<case>/meas_move_ellipse/ondrel  the same while an ellipse is drawn
 // Cases: ct, a 512 x 512 16-bit CT slice into a 1024 x 1024 window; cr, a 3000 x 3000 12-bit
 // radiograph into 1000 x 1000.
 //
@@ -211,6 +214,25 @@ void ZoomDragOndrel(benchmark::State& state, const Case* c) {
   }
 }
 
+// A tool being drawn from a quarter of the window to points near three quarters, moving back and forth
+// as a hand does.
+void MeasMoveOndrel(benchmark::State& state, const Case* c, MeasurementsEnum tool) {
+  Shown shown(*c);
+  const LONG quarter = c->window / 4;
+  VARIANT_BOOL processed = VARIANT_FALSE;
+  if (FAILED(shown.component->MeasOnMouseButtonDown(shown.window, tagPOINT{quarter, quarter}, tool, &processed)) ||
+      processed != VARIANT_TRUE)
+    throw std::runtime_error(c->file + ": MeasOnMouseButtonDown failed");
+  LONG offset = 0;
+  for (auto _ : state) {
+    shown.component->MeasOnMouseMove(shown.window, tagPOINT{3 * quarter + offset, 3 * quarter - offset});
+    offset = offset == 0 ? quarter / 2 : 0;
+  }
+}
+
+void MeasMoveLineOndrel(benchmark::State& state, const Case* c) { MeasMoveOndrel(state, c, MEAS_LINE); }
+void MeasMoveEllipseOndrel(benchmark::State& state, const Case* c) { MeasMoveOndrel(state, c, MEAS_ELLIPSE); }
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -248,6 +270,8 @@ int main(int argc, char** argv) {
     add("first/dcmtk", FirstDcmtk);
     add("first/dcmtk_scaled", FirstDcmtkScaled);
     add("zoom_drag/ondrel", ZoomDragOndrel);
+    add("meas_move/ondrel", MeasMoveLineOndrel);
+    add("meas_move_ellipse/ondrel", MeasMoveEllipseOndrel);
   }
   benchmark::RunSpecifiedBenchmarks();
   benchmark::Shutdown();

@@ -19,6 +19,7 @@
 #include "failure_text.h"
 #include "foundation/text_utils.h"
 #include "host_setup.h"
+#include "ondrel/measurements.h"
 #include "ondrel/module.h"
 #include "ondrel/ondrel.h"
 #include "ondrel/platform/errorinfo.h"
@@ -42,6 +43,13 @@ struct Operation {
   std::function<HRESULT(IOndrel&, HWND)> call;
 };
 
+// A measurement drawn as a user draws it: the tool, and its points in window pixels.
+struct Measure {
+  std::string text;  // as the command line gives it, for messages
+  MeasurementsEnum tool = MEAS_LINE;
+  std::vector<tagPOINT> points;
+};
+
 struct RenderOptions {
   std::string input;
   std::string output;
@@ -52,6 +60,7 @@ struct RenderOptions {
   bool noOverlays = false;
   bool noShutter = false;
   std::vector<Operation> operations;  // in command-line order
+  bool measured = false;
   std::optional<tagPOINT> magnify;
   std::u16string encoding;  // empty: the host's own capture, by OUT's extension
   std::string displayRaw;
@@ -108,6 +117,74 @@ ColorPaletteEnum PaletteOf(std::string_view text) {
   if (text == "hot-iron") return COLOR_PALETTE_HOT_IRON;
   if (text == "hot-blue-metal") return COLOR_PALETTE_HOT_BLUE_METAL;
   throw UsageError{"--palette takes none, rainbow, hot-iron or hot-blue-metal, not " + Quoted(text)};
+}
+
+Measure MeasureOf(std::string_view text) {
+  const std::string usage = "--measure takes line:X1,Y1:X2,Y2, ellipse:X1,Y1:X2,Y2 or angle:X1,Y1:X2,Y2:X3,Y3 in "
+                            "window pixels, not " + Quoted(text);
+  Measure measure{std::string(text), MEAS_LINE, {}};
+  const std::size_t colon = text.find(':');
+  const std::string_view kind = text.substr(0, colon);
+  std::size_t count = 2;
+  if (kind == "ellipse") {
+    measure.tool = MEAS_ELLIPSE;
+  } else if (kind == "angle") {
+    measure.tool = MEAS_ANGLE;
+    count = 3;
+  } else if (kind != "line") {
+    throw UsageError{usage};
+  }
+  for (std::size_t at = colon; at != std::string_view::npos;) {
+    const std::size_t next = text.find(':', at + 1);
+    const std::optional<std::pair<LONG, LONG>> point =
+        PairOf<LONG>(text.substr(at + 1, next == std::string_view::npos ? std::string_view::npos : next - at - 1), ',');
+    if (!point) throw UsageError{usage};
+    measure.points.push_back(tagPOINT{point->first, point->second});
+    at = next;
+  }
+  if (measure.points.size() != count) throw UsageError{usage};
+  return measure;
+}
+
+// The gesture of the measure: press, move, release for a line or an ellipse; three clicks, each at
+// the point the pointer moved to, for an angle. Throws Failure for a step that fails, naming the
+// measure, and for a measure that was not made.
+void DrawMeasure(IOndrel& core, HWND window, const Measure& measure) {
+  VARIANT_BOOL complete = VARIANT_FALSE;
+  const auto step = [&](std::string_view method, HRESULT hr) {
+    if (SUCCEEDED(hr)) return;
+    const std::string description = TakeErrorDescription();
+    // The one failure of a release that is not the core's own exception: two points that overlap.
+    if (method == "MeasOnMouseButtonUp" && description == "The Ondrel caught an unknown error.")
+      throw Failure{"--measure " + measure.text +
+                        ": the points overlap on the image: each must lie further than the grip handle size "
+                        "(userMeasGripHandleSize image pixels) from the others",
+                    description};
+    Failure failure = MethodFailure(method, hr, description);
+    failure.line = "--measure " + measure.text + ": " + failure.line;
+    throw failure;
+  };
+  const auto click = [&](tagPOINT at) {
+    VARIANT_BOOL processed = VARIANT_FALSE;
+    step("MeasOnMouseButtonDown", core.MeasOnMouseButtonDown(window, at, measure.tool, &processed));
+    step("MeasOnMouseButtonUp", core.MeasOnMouseButtonUp(window, at, &complete));
+  };
+  const auto move = [&](tagPOINT at) { step("MeasOnMouseMove", core.MeasOnMouseMove(window, at)); };
+  if (measure.tool == MEAS_ANGLE) {
+    click(measure.points[0]);
+    for (std::size_t i = 1; i < measure.points.size(); ++i) {
+      move(measure.points[i]);
+      click(measure.points[i]);
+    }
+  } else {
+    VARIANT_BOOL processed = VARIANT_FALSE;
+    step("MeasOnMouseButtonDown", core.MeasOnMouseButtonDown(window, measure.points[0], measure.tool, &processed));
+    move(measure.points[1]);
+    step("MeasOnMouseButtonUp", core.MeasOnMouseButtonUp(window, measure.points[1], &complete));
+  }
+  // A tool whose first press falls beside the image ends at once; its release finds nothing going on.
+  if (complete != VARIANT_TRUE)
+    throw Failure{"--measure " + measure.text + ": its first point is not on the image", {}};
 }
 
 Operation RotateFlip(ImageRotationFlipEnum change) {
@@ -184,6 +261,12 @@ RenderOptions ParseOptions(std::span<const std::string_view> args) {
       const std::string_view text = value();
       if (text != "lr" && text != "ud") throw UsageError{"--flip takes lr or ud, not " + Quoted(text)};
       options.operations.push_back(RotateFlip(text == "lr" ? FLIP_LR : FLIP_UD));
+    } else if (option == "--measure") {
+      options.measured = true;
+      options.operations.push_back({"MeasOnMouseButtonDown", [measure = MeasureOf(value())](IOndrel& core, HWND window) {
+                                      DrawMeasure(core, window, measure);
+                                      return S_OK;
+                                    }});
     } else if (option == "--invert") {
       options.operations.push_back(
           {"InvertImage", [](IOndrel& core, HWND window) { return core.InvertImage(window); }});
@@ -256,6 +339,18 @@ bool WriteDisplayPixels(IOndrel& core, HWND window, IImageInfoNW* image, const R
   return true;
 }
 
+// What the measures read, a line each, from the component's IOndrelMeasurements.
+bool PrintMeasurements(IOndrel& core, HWND window, const RenderOptions& options) {
+  platform::ComPtr<IOndrelMeasurements> measurements;
+  if (Failed(options.input, "QueryInterface",
+             core.QueryInterface(IOndrelMeasurements::kIid, reinterpret_cast<void**>(measurements.GetAddressOf()))))
+    return false;
+  platform::BStr text;
+  if (Failed(options.input, "GetMeasurementsText", measurements->GetMeasurementsText(window, text.Out()))) return false;
+  std::cout << ToConsole(text.ToString());
+  return true;
+}
+
 // SaveImageAsFile into OUT. The method succeeds whether or not it wrote: what it left is checked.
 bool SaveThroughCore(IOndrel& core, HWND window, const RenderOptions& options) {
   OutputFile output(options.output);
@@ -310,6 +405,7 @@ int RunRender(std::span<const std::string_view> args) {
   for (const Operation& operation : options.operations)
     if (failed(operation.method, operation.call(*core.Get(), window.get()))) return kExitFailure;
   if (failed("Draw", core->Draw(window.get()))) return kExitFailure;
+  if (options.measured && !PrintMeasurements(*core.Get(), window.get(), options)) return kExitFailure;
   if (options.magnify && failed("MagnifyingGlass", core->MagnifyingGlass(window.get(), *options.magnify)))
     return kExitFailure;
   if (!options.displayRaw.empty() && !WriteDisplayPixels(*core.Get(), window.get(), image.Get(), options))

@@ -68,15 +68,34 @@ long long Integer(const std::string& word) {
   return value;
 }
 
+// A key given by its character code, 1 to 255 (a Windows-1252 byte).
+int KeyCode(const std::string& word) {
+  long long value = 0;
+  try {
+    value = Integer(word);
+  } catch (const ScriptError&) {
+    throw ScriptError{"a key is enter, backspace or a character code from 1 to 255, not '" + word + "'"};
+  }
+  if (value < 1 || value > 255)
+    throw ScriptError{"a key is enter, backspace or a character code from 1 to 255, not '" + word + "'"};
+  return static_cast<int>(value);
+}
+
 int Count(const std::string& word) {
   const long long value = Integer(word);
   if (value < 0 || value > 100000) throw ScriptError{"'" + word + "' is not a size"};
   return static_cast<int>(value);
 }
 
+// In double quotes, on one line: a quote or backslash stands with a backslash before it, a line end
+// as \n.
 std::string Quoted(const std::string& text) {
   std::string out = "\"";
   for (const char c : text) {
+    if (c == '\n') {
+      out += "\\n";
+      continue;
+    }
     if (c == '"' || c == '\\') out += '\\';
     out += c;
   }
@@ -193,6 +212,13 @@ void ScriptHost::RunLine(const std::string& line, std::ostream& out) {
     for (const char c : words[2].text)
       if (!platform::DeliverCharacterToFocus(window, c))
         throw ScriptError{"no edit window of " + words[1].text + " has the focus"};
+  } else if (command == "key") {
+    RequireCount(words, 2, 2);
+    const HWND window = WindowNamed(words[1].text);
+    const std::string& key = words[2].text;
+    const char character = key == "enter" ? '\r' : key == "backspace" ? '\b' : static_cast<char>(KeyCode(key));
+    if (!platform::DeliverCharacterToFocus(window, character))
+      throw ScriptError{"no edit window of " + words[1].text + " has the focus"};
   } else if (command == "expect") {
     const std::size_t at = line.find("expect") + 6;
     std::string expected = line.substr(at);
@@ -209,6 +235,13 @@ void ScriptHost::RunLine(const std::string& line, std::ostream& out) {
 }
 
 ScriptHost::BoundMethod ScriptHost::Bind(const std::string& name) {
+  if (const MeasurementsMethod* method = FindMeasurementsMethod(name)) {
+    return {method->name, &method->kinds, [this, method](std::span<Value> values) {
+              IUnknown& component = mediaChosen_ ? static_cast<IUnknown&>(MediaComponent())
+                                                 : static_cast<IUnknown&>(MainComponent());
+              return method->call(component, values);
+            }};
+  }
   if (mediaChosen_) {
     const MediaMethod* method = FindMediaMethod(name);
     if (method == nullptr)
@@ -276,6 +309,9 @@ void ScriptHost::Call(const std::vector<Word>& words, std::ostream& out) {
       ++seriesIndex;
     } else if (kind == Kind::OutBitmap) {
       shown = value.outBitmap != nullptr ? "<bitmap>" : "null";
+    } else if (kind == Kind::OutText) {
+      const platform::BStr text = platform::BStr::Attach(value.outText);
+      shown = text.IsNull() ? "null" : Quoted(ToConsole(text.ToString()));
     } else if (kind == Kind::OutBytes) {
       LONG upper = -1;
       if (value.outBytes != nullptr) SafeArrayGetUBound(value.outBytes, 1, &upper);

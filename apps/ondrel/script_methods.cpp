@@ -96,6 +96,7 @@ std::string_view KindName(Kind kind) {
     case K::OutSeries: return "?series";
     case K::OutBitmap: return "?bitmap";
     case K::OutBytes: return "?bytes";
+    case K::OutText: return "?text";
   }
   return "?";
 }
@@ -335,9 +336,27 @@ const std::vector<MediaMethod>& MediaTable() {
   return methods;
 }
 
+const std::vector<MeasurementsMethod>& MeasurementsTable() {
+  static const std::vector<MeasurementsMethod> methods = {
+      {"GetMeasurementsText", {K::Window, K::OutText},
+       [](IUnknown& o, V v) {
+         platform::ComPtr<IOndrelMeasurements> measurements;
+         const HRESULT asked =
+             o.QueryInterface(IOndrelMeasurements::kIid, reinterpret_cast<void**>(measurements.GetAddressOf()));
+         if (FAILED(asked)) return asked;
+         return measurements->GetMeasurementsText(v[0].window, v[1].Out(v[1].outText));
+       }},
+  };
+  return methods;
+}
+
 }  // namespace
 
 bool IsOut(Kind kind) { return kind >= K::OutBool; }
+
+std::span<const MeasurementsMethod> MeasurementsMethods() { return MeasurementsTable(); }
+
+const MeasurementsMethod* FindMeasurementsMethod(std::string_view name) { return FindRow(MeasurementsTable(), name); }
 
 std::span<const Method> Methods() { return Table(); }
 
@@ -382,6 +401,8 @@ std::string MethodsText() {
   list(Methods());
   text += "\nIOndrelDicomDir, the media component (component dicomdir), in slot order:\n";
   list(MediaMethods());
+  text += "\nIOndrelMeasurements, asked of the component in use (QueryInterface), in slot order:\n";
+  list(MeasurementsMethods());
   text += "\nEnumerations, given by name or number:\n";
   for (const Kind kind : {K::Palette, K::RotationFlip, K::Measurement, K::ReferenceLines, K::Synchronize,
                           K::OutMprMode, K::MipMode}) {

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "ondrel/measurements.h"
 #include "ondrel/ondrel.h"
 #include "ondrel/platform/bstr.h"
 
@@ -41,6 +42,7 @@ enum class Kind {
   OutSeries,
   OutBitmap,
   OutBytes,
+  OutText,
 };
 
 bool IsOut(Kind kind);
@@ -66,6 +68,7 @@ struct Value {
   ISeriesInfoNW* outSeries = nullptr;
   HBITMAP outBitmap = nullptr;
   SAFEARRAY* outBytes = nullptr;
+  BSTR outText = nullptr;
 
   template <class T>
   T* Out(T& field) {
@@ -81,6 +84,8 @@ struct MethodOf {
 };
 using Method = MethodOf<IOndrel>;
 using MediaMethod = MethodOf<IOndrelDicomDir>;
+// A method of IOndrelMeasurements, which the call asks the component for.
+using MeasurementsMethod = MethodOf<IUnknown>;
 
 // Every method of IOndrel, in slot order; the one of a name, or null.
 std::span<const Method> Methods();
@@ -89,15 +94,20 @@ const Method* FindMethod(std::string_view name);
 std::span<const MediaMethod> MediaMethods();
 const MediaMethod* FindMediaMethod(std::string_view name);
 
+// Every method of IOndrelMeasurements, the second interface of both components; the one of a name,
+// or null.
+std::span<const MeasurementsMethod> MeasurementsMethods();
+const MeasurementsMethod* FindMeasurementsMethod(std::string_view name);
+
 // The enumerators of an enumeration kind (in or out), or none for another kind.
 std::optional<USHORT> EnumValue(Kind kind, std::string_view name);
 std::string EnumName(Kind kind, USHORT value);
 // The names of an enumeration kind's enumerators, "A, B or C"; empty for another kind.
 std::string EnumChoices(Kind kind);
 
-// What `ondrel run --methods` prints: every method of both components, in slot order, with the kinds
-// of its parameters as a call writes them (an out-parameter as "?KIND"), and the enumerators of each
-// enumeration by name and number.
+// What `ondrel run --methods` prints: every method of both components, in slot order, then those of
+// IOndrelMeasurements, with the kinds of its parameters as a call writes them (an out-parameter as
+// "?KIND"), and the enumerators of each enumeration by name and number.
 std::string MethodsText();
 
 }  // namespace ondrel::cli

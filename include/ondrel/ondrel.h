@@ -14,11 +14,12 @@
 // - E_FAIL (0x80004005) when the work fails, with error information (GetErrorInfo) whose description
 //   is the core's failure text, its source the program identifier "Ondrel.OndrelImpl".
 // - E_NOTIMPL (0x80004001), after the argument checks, with error information "Not implemented.",
-//   from the methods whose work this version does not have yet: the measurement tools
-//   (MeasOnMouseButtonDown to Calibrate), reference lines and series synchronisation
-//   (SetReferenceLinesMode to CalculateSynchronizeSeriesOffset), MPR, MIP and volume mode
-//   (GenerateMprSeries to VolumeOnDoubleClick). RenderImage of an image of a derived (MPR, MIP,
+//   from the methods whose work this version does not have yet: reference lines and series
+//   synchronisation (SetReferenceLinesMode to CalculateSynchronizeSeriesOffset), MPR, MIP and volume
+//   mode (GenerateMprSeries to VolumeOnDoubleClick). RenderImage of an image of a derived (MPR, MIP,
 //   volume) series fails with E_FAIL until then.
+// A host reads what the user measured through IOndrelMeasurements (include/ondrel/measurements.h), a
+// second interface of both components.
 // Booleans are VARIANT_BOOL: false 0, true -1; an input counts as true only when it equals -1.
 // Out booleans are written as -1 or 0.
 #pragma once
@@ -165,7 +166,19 @@ struct IOndrel : IUnknown {
   virtual HRESULT GetImageCurrentPixelData(HWND hViewPort, BSTR bstrSopInstUID, SHORT nFrameIdx, SAFEARRAY** ppData,
                                            LONG* pPixelsRows, LONG* pPixelsColumns, VARIANT_BOOL* pbColor) = 0;  // P P P
 
-  // Measurements and annotations.
+  // Measurements and annotations, on the image a window shows; a window without one drops the
+  // gesture (pbProcessed false, pbComplete true, pbShow false). A gesture is a press, moves and a
+  // release at client points; the tool chosen with measType starts on a press that hits no tool, while
+  // a press on a grip handle, outline or text box drags that tool. pbProcessed is false only for
+  // MEAS_EDIT on empty image area. pbComplete is false while a tool wants more (an angle's three
+  // clicks, an open text box, which the next press commits). A move draws the rubber band straight
+  // into the window; the finished tool shows at the next draw (Draw, EndInteractiveTool). A release
+  // that would finish a measurement whose points lie within the grip handle size of each other (a
+  // click without a drag) fails with E_FAIL and "The Ondrel caught an unknown error.", the tool staying
+  // as it was. The deletes redraw the window; the visibility switch does not. Calibrate gives the true
+  // length in millimetres of the selected calibration line (MEAS_CALIBRATION), which goes, to the
+  // image (or with bApplyToSeries its series) as a square pixel spacing; pvbMissingCalibLine is true,
+  // and nothing changes, when no calibration line is selected.
   virtual HRESULT MeasOnMouseButtonDown(HWND hViewPort, tagPOINT pt, MeasurementsEnum measType,
                                         VARIANT_BOOL* pbProcessed) = 0;                      // W P
   virtual HRESULT MeasOnMouseMove(HWND hViewPort, tagPOINT pt) = 0;                          // W

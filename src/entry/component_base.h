@@ -1,15 +1,22 @@
 // The methods both components have, forwarded to their ComponentCore. IOndrel and IOndrelDicomDir
 // declare them with the same names and parameters, so one template serves a component over either.
+// Both also answer IOndrelMeasurements, the host's reading of the measurements.
 #pragma once
 
 #include "entry/component_core.h"
+#include "ondrel/measurements.h"
 #include "ondrel/ondrel.h"
 #include "ondrel/platform/errorinfo.h"
 
 template <class Interface>
-class ComponentBase : public ondrel::platform::ComObject<Interface, ISupportErrorInfo> {
+class ComponentBase : public ondrel::platform::ComObject<Interface, IOndrelMeasurements, ISupportErrorInfo> {
  public:
-  HRESULT InterfaceSupportsErrorInfo(REFIID riid) override { return riid == Interface::kIid ? S_OK : S_FALSE; }
+  HRESULT InterfaceSupportsErrorInfo(REFIID riid) override {
+    return riid == Interface::kIid || riid == IOndrelMeasurements::kIid ? S_OK : S_FALSE;
+  }
+  HRESULT GetMeasurementsText(HWND hViewPort, BSTR* pbstrText) override {
+    return core_.GetMeasurementsText(hViewPort, pbstrText);
+  }
 
   HRESULT Draw(HWND hViewPort) override { return core_.Draw(hViewPort); }
   HRESULT SelectWindow(HWND hViewPort) override { return core_.SelectWindow(hViewPort); }

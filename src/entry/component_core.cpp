@@ -6,6 +6,7 @@
 #include "foundation/trace.h"
 #include "image/magnifying_glass.h"
 #include "image/overlays.h"
+#include "tools/measurement_list.h"
 
 using entry::Pointer;
 using entry::WindowHandle;
@@ -16,11 +17,18 @@ std::u16string TextOf(BSTR text) { return std::u16string(text, SysStringLen(text
 
 }  // namespace
 
-HRESULT ComponentCore::Check(std::initializer_list<entry::ArgumentCheck> checks) const {
+HRESULT ComponentCore::Check(std::initializer_list<entry::ArgumentCheck> checks) const { return Check(iid_, checks); }
+
+HRESULT ComponentCore::Check(REFIID iid, std::initializer_list<entry::ArgumentCheck> checks) const {
   for (const entry::ArgumentCheck& check : checks) {
-    if (check.value == nullptr) return entry::ReportError(clsid_, iid_, check.text, E_POINTER);
+    if (check.value == nullptr) return entry::ReportError(clsid_, iid, check.text, E_POINTER);
   }
   return S_OK;
+}
+
+Measurements* ComponentCore::LiveMeasurements(HWND window) const {
+  Image* image = renderer_.LiveImage(window);
+  return image != nullptr ? MeasurementsOf(*image) : nullptr;
 }
 
 HRESULT ComponentCore::NotImplemented() const {
@@ -175,67 +183,104 @@ HRESULT ComponentCore::IsShutterApplied(VARIANT_BOOL* pbShow) {
   return Frame([&] { *pbShow = ShutterApplied() ? VARIANT_TRUE : VARIANT_FALSE; });
 }
 
-HRESULT ComponentCore::MeasOnMouseButtonDown(HWND hViewPort, tagPOINT, MeasurementsEnum, VARIANT_BOOL* pbProcessed) {
+HRESULT ComponentCore::MeasOnMouseButtonDown(HWND hViewPort, tagPOINT pt, MeasurementsEnum measType,
+                                             VARIANT_BOOL* pbProcessed) {
   const HRESULT checked = Check({WindowHandle(hViewPort), Pointer(pbProcessed)});
   if (FAILED(checked)) return checked;
-  return NotImplemented();
+  return Frame([&] {
+    Measurements* measurements = LiveMeasurements(hViewPort);
+    const bool processed = measurements != nullptr && measurements->OnButtonDown(hViewPort, POINT{pt.x, pt.y}, measType);
+    *pbProcessed = processed ? VARIANT_TRUE : VARIANT_FALSE;
+  });
 }
 
-HRESULT ComponentCore::MeasOnMouseMove(HWND hViewPort, tagPOINT) {
+HRESULT ComponentCore::MeasOnMouseMove(HWND hViewPort, tagPOINT pt) {
   const HRESULT checked = Check({WindowHandle(hViewPort)});
   if (FAILED(checked)) return checked;
-  return NotImplemented();
+  return Frame([&] {
+    if (Measurements* measurements = LiveMeasurements(hViewPort)) measurements->OnMouseMove(hViewPort, POINT{pt.x, pt.y});
+  });
 }
 
-HRESULT ComponentCore::MeasOnMouseButtonUp(HWND hViewPort, tagPOINT, VARIANT_BOOL* pbComplete) {
+HRESULT ComponentCore::MeasOnMouseButtonUp(HWND hViewPort, tagPOINT pt, VARIANT_BOOL* pbComplete) {
   const HRESULT checked = Check({WindowHandle(hViewPort), Pointer(pbComplete)});
   if (FAILED(checked)) return checked;
-  return NotImplemented();
+  return Frame([&] {
+    Measurements* measurements = LiveMeasurements(hViewPort);
+    const bool complete = measurements == nullptr || measurements->OnButtonUp(hViewPort, POINT{pt.x, pt.y});
+    *pbComplete = complete ? VARIANT_TRUE : VARIANT_FALSE;
+  });
 }
 
 HRESULT ComponentCore::MeasOnDoubleClick(HWND hViewPort) {
   const HRESULT checked = Check({WindowHandle(hViewPort)});
   if (FAILED(checked)) return checked;
-  return NotImplemented();
+  return Frame([&] {
+    if (Measurements* measurements = LiveMeasurements(hViewPort)) measurements->OnDoubleClick(hViewPort);
+  });
 }
 
 HRESULT ComponentCore::DeleteSelectedMeasurement(HWND hViewPort) {
   const HRESULT checked = Check({WindowHandle(hViewPort)});
   if (FAILED(checked)) return checked;
-  return NotImplemented();
+  return Frame([&] {
+    if (Image* image = renderer_.LiveImage(hViewPort); image != nullptr && MeasurementsOf(*image) != nullptr) {
+      MeasurementsOf(*image)->DeleteSelected();
+      image->Draw(hViewPort, false);
+    }
+  });
 }
 
 HRESULT ComponentCore::DeleteAllMeasurements(HWND hViewPort) {
   const HRESULT checked = Check({WindowHandle(hViewPort)});
   if (FAILED(checked)) return checked;
-  return NotImplemented();
+  return Frame([&] {
+    if (Image* image = renderer_.LiveImage(hViewPort); image != nullptr && MeasurementsOf(*image) != nullptr) {
+      MeasurementsOf(*image)->DeleteAll();
+      image->Draw(hViewPort, false);
+    }
+  });
 }
 
+// No redraw here: the host draws when it is ready to.
 HRESULT ComponentCore::ToggleMeasurementsVisibility(HWND hViewPort) {
   const HRESULT checked = Check({WindowHandle(hViewPort)});
   if (FAILED(checked)) return checked;
-  return NotImplemented();
+  return Frame([&] {
+    if (Measurements* measurements = LiveMeasurements(hViewPort)) measurements->ToggleVisibility();
+  });
 }
 
 HRESULT ComponentCore::AreMeasurementsVisible(HWND hViewPort, VARIANT_BOOL* pbShow) {
   const HRESULT checked = Check({WindowHandle(hViewPort), Pointer(pbShow)});
   if (FAILED(checked)) return checked;
-  return NotImplemented();
+  return Frame([&] {
+    const Measurements* measurements = LiveMeasurements(hViewPort);
+    *pbShow = measurements != nullptr && measurements->IsVisible() ? VARIANT_TRUE : VARIANT_FALSE;
+  });
 }
 
 HRESULT ComponentCore::MeasEndInteraction(HWND hViewPort) {
   const HRESULT checked = Check({WindowHandle(hViewPort)});
   if (FAILED(checked)) return checked;
-  return NotImplemented();
+  return Frame([&] {
+    if (Measurements* measurements = LiveMeasurements(hViewPort)) measurements->EndInteraction();
+  });
 }
 
-HRESULT ComponentCore::Calibrate(HWND hViewPort, VARIANT_BOOL, double, VARIANT_BOOL,
+HRESULT ComponentCore::Calibrate(HWND hViewPort, VARIANT_BOOL bCancel, double dUserValue, VARIANT_BOOL bApplyToSeries,
                                  VARIANT_BOOL* pvbMissingCalibLine) {
   // The window message for the out pointer, as this method has always reported it.
   const HRESULT checked = Check({WindowHandle(hViewPort), WindowHandle(pvbMissingCalibLine)});
   if (FAILED(checked)) return checked;
   *pvbMissingCalibLine = VARIANT_TRUE;
-  return NotImplemented();
+  return Frame([&] {
+    Measurements* measurements = LiveMeasurements(hViewPort);
+    if (measurements == nullptr) return;
+    const bool missing = measurements->Calibrate(hViewPort, bCancel == VARIANT_TRUE, dUserValue,
+                                                 bApplyToSeries == VARIANT_TRUE);
+    *pvbMissingCalibLine = missing ? VARIANT_TRUE : VARIANT_FALSE;
+  });
 }
 
 HRESULT ComponentCore::InitializeTrace(BSTR bstrTraceLogFileName, LONG nTraceLevel) {
@@ -245,5 +290,16 @@ HRESULT ComponentCore::InitializeTrace(BSTR bstrTraceLogFileName, LONG nTraceLev
     const std::u16string name =
         bstrTraceLogFileName != nullptr ? TextOf(bstrTraceLogFileName) : std::u16string(u"Ondrel.log");
     Trace::Instance().Open(name, static_cast<int>(nTraceLevel));
+  });
+}
+
+HRESULT ComponentCore::GetMeasurementsText(HWND hViewPort, BSTR* pbstrText) {
+  const HRESULT checked = Check(IOndrelMeasurements::kIid, {WindowHandle(hViewPort), Pointer(pbstrText)});
+  if (FAILED(checked)) return checked;
+  *pbstrText = nullptr;
+  return entry::RunFrame(clsid_, IOndrelMeasurements::kIid, [&] {
+    const Image* image = renderer_.GetCurrentImage(hViewPort);
+    const Measurements* measurements = image != nullptr ? MeasurementsOf(*image) : nullptr;
+    *pbstrText = ondrel::platform::BStr(measurements != nullptr ? MeasurementListText(*measurements) : u"").Detach();
   });
 }

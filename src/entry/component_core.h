@@ -8,8 +8,10 @@
 
 #include "entry/entry_frame.h"
 #include "entry/image_renderer.h"
+#include "ondrel/measurements.h"
 #include "ondrel/ondrel.h"
 #include "sources/image_loader.h"
+#include "tools/measurements.h"
 
 class ComponentCore {
  public:
@@ -63,10 +65,17 @@ class ComponentCore {
   HRESULT Calibrate(HWND hViewPort, VARIANT_BOOL bCancel, double dUserValue, VARIANT_BOOL bApplyToSeries,
                     VARIANT_BOOL* pvbMissingCalibLine);
   HRESULT InitializeTrace(BSTR bstrTraceLogFileName, LONG nTraceLevel);
+  // IOndrelMeasurements, whose failures name that interface.
+  HRESULT GetMeasurementsText(HWND hViewPort, BSTR* pbstrText);
 
   ImageRenderer& Renderer() { return renderer_; }
 
  private:
+  HRESULT Check(REFIID iid, std::initializer_list<entry::ArgumentCheck> checks) const;
+  // The measurements of the window's image, when the window is valid and shows an image with an
+  // intent; null otherwise, and the gesture is dropped.
+  Measurements* LiveMeasurements(HWND window) const;
+
   const CLSID clsid_;
   const IID iid_;
   ImageLoader loader_;  // before the renderer, which reads through it

@@ -4,6 +4,7 @@
 
 #include "foundation/exceptions.h"
 #include "image/overlays.h"
+#include "tools/measurements.h"
 
 namespace {
 
@@ -99,6 +100,10 @@ bool ImageRenderer::Render(HWND window, std::unique_ptr<ImageInfoStrategy> strat
   if (existing == nullptr) {
     const bool volume = strategy->GetVolumeType() >= 2;
     auto image = std::make_shared<Image>(source, std::move(strategy), intent);
+    // Every image a viewport shows carries the measurements drawn on it, attached here where the image
+    // is made (the image stands below the tools and only draws them); they read the image's calibration
+    // now.
+    image->AttachAnnotations(std::make_unique<Measurements>(*image));
     RegisterImage(image, window, key.frame);
     if (!volume) image->PrepareAndDraw(window, false, false);
   } else {

@@ -111,6 +111,7 @@ void Image::CopyPixelData(FramePixels source) {
     ByteBlock previous = std::move(pixels_);
     pixels_ = ByteBlock();
     shutter_.reset();
+    source_ = source;
     const std::span<const BYTE> from = source.Bytes();
     if (from.empty()) return;
     if (static_cast<SHORT>(info_->GetRows()) < 1) THROW_MY_EXCEPTION("Image rows is 0.");

@@ -3,9 +3,9 @@
 // window/level LUT. Every redraw that touches pixels runs the same chain: copy the source pixels,
 // apply the shutter, replay rotation and flips, rebuild the bitmap header, make the display buffer, draw.
 //
-// An Image owns its image info strategy, its shutter, its pixel copy and its display buffer; it shares
-// the loader's pixels it copies from (see FramePixels), and uses, without owning, its presentation
-// intent.
+// An Image owns its image info strategy, its shutter, its pixel copy, its display buffer and the
+// annotations attached to it (its measurements); it shares the loader's pixels it copies from (see
+// FramePixels), and uses, without owning, its presentation intent.
 #pragma once
 
 #include <memory>
@@ -14,6 +14,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "image/annotations.h"
 #include "image/presentation_intent.h"
 #include "image/shutter.h"
 #include "image/window_level.h"
@@ -43,6 +44,14 @@ class Image {
   PresentationIntent* Intent() const { return intent_; }
   void SetIntent(PresentationIntent* intent) { intent_ = intent; }
   const RECT& DisplayRect() const { return displayRect_; }
+  // The display rectangle made afresh from the window's client rectangle and the intent, as the next
+  // draw will place the picture. Throws as CalculateDisplayRect does.
+  void RecalculateDisplayRect(HWND window);
+
+  // What is drawn over the picture after the overlays (see ImageAnnotations), owned from now on; the
+  // one attached before goes. Temporary images (imports, exports) have none.
+  void AttachAnnotations(std::unique_ptr<ImageAnnotations> annotations) { annotations_ = std::move(annotations); }
+  ImageAnnotations* Annotations() const { return annotations_.get(); }
   Photometric PhotometricInterpretation() const { return photometric_; }
   bool IsColour() const { return ::IsColour(photometric_); }
   // Rescaled values of every stored value, made at the first draw: entry i is (int)(i * slope +
@@ -74,6 +83,8 @@ class Image {
 
   // The working copy, turned as the intent says once prepared; empty without pixels.
   std::span<const BYTE> Pixels() const { return pixels_.Span(); }
+  // The frame the working copy was last made from, as stored: neither turned nor shuttered.
+  const FramePixels& Source() const { return source_; }
   // The layout of the raw image (rows and columns before any turn).
   PixelLayout Layout() const;
   // The shape of the display buffer: the raw image's rows and columns padded to multiples of 4
@@ -103,7 +114,8 @@ class Image {
   const std::optional<WindowLevel>& AppliedWindowLevel() const { return appliedWindowLevel_; }
 
   // Puts the display buffer on the window: the full draw (background, picture, selection frame, tag
-  // mark, overlays) through GDI+, or the fast draw (background and picture) through DrawDib. Nothing
+  // mark, overlays, annotations) through GDI+ and GDI, or the fast draw (background and picture)
+  // through DrawDib. Nothing
   // before the display buffer exists. A failure of the full draw is thrown as "Failed to draw the
   // image." with the cause inside, the intent's text going to the trace.
   void Draw(HWND window, bool fast);
@@ -136,4 +148,7 @@ class Image {
   std::optional<WindowLevel> appliedWindowLevel_;
   Photometric photometric_ = Photometric::Unknown;
   HBITMAP capturedBitmap_ = nullptr;
+  FramePixels source_;
+  // Last, so that the measurements go before the strategy and the pixels they read.
+  std::unique_ptr<ImageAnnotations> annotations_;
 };

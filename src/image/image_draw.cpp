@@ -86,8 +86,22 @@ void Image::FullDraw(HWND window) {
   DrawTagMark(window, graphics.get(), client);
   const WindowLevel applied = appliedWindowLevel_.value_or(WindowLevel{});
   Overlays(info_.get()).Draw(window, client, applied.window, applied.level, intent_->threshold, intent_->filter);
-  // Then, in this order, the MPR lines and the measurements are drawn over the picture; their tools
-  // join this draw when they are built.
+  // The MPR lines are to come between the overlays and the annotations.
+  if (annotations_) {
+    struct WindowContext {
+      HWND window;
+      HDC dc;
+      ~WindowContext() { ReleaseDC(window, dc); }
+    } context{window, GetDC(window)};
+    annotations_->DrawReferenceLines(context.dc, displayRect_);
+    annotations_->Draw(context.dc, displayRect_);
+  }
+}
+
+void Image::RecalculateDisplayRect(HWND window) {
+  RECT client{};
+  displayRect_ = CalculateDisplayRect(window, *intent_, static_cast<SHORT>(info_->GetRows()),
+                                      static_cast<SHORT>(info_->GetColumns()), client);
 }
 
 // A star in the corner of a tagged image; elsewhere a dotted square marks where it would stand.

@@ -326,7 +326,16 @@ void GetImageCurrentPixelData(Image& image, SAFEARRAY** data, LONG* rows, LONG* 
   const WindowLevel applied = image.AppliedWindowLevel().value_or(WindowLevel{});
   Overlays(&info).Draw(section.dc, RECT{0, 0, width, height}, applied.window, applied.level,
                        intent != nullptr ? intent->threshold : 0, intent != nullptr ? intent->filter : 0);
-  // Reference lines and measurements are drawn here over the overlays once the tools exist.
+  if (ImageAnnotations* annotations = image.Annotations()) {
+    // The picture stands in the section at one pixel per image pixel from its top-left corner, the
+    // padding right and below it: the annotations are placed over the image's own rows and columns.
+    const bool turned = intent != nullptr && intent->rotation % 180 != 0;
+    const LONG shownColumns = static_cast<SHORT>(turned ? info.GetRows() : info.GetColumns());
+    const LONG shownRows = static_cast<SHORT>(turned ? info.GetColumns() : info.GetRows());
+    const RECT picture{0, 0, shownColumns, shownRows};
+    annotations->DrawReferenceLines(section.dc, picture);
+    annotations->Draw(section.dc, picture);
+  }
 
   const bool palette = intent != nullptr && intent->palette != 0;
   const bool isColour = image.IsColour() || palette;

@@ -67,7 +67,8 @@ void SaveConsultImage(Image& image, HWND window, ImageInfoStrategy* strategy);
 // image.", "Failed to allocate memory for pixel data.", the strategy's failures and the file writer's.
 void ImportImageAsDICOMFile(const char16_t* fileName, std::unique_ptr<ImageInfoStrategy> strategy);
 
-// The display pixels of `image` with its overlays drawn over them, top-down, as a new byte array
+// The display pixels of `image` with its overlays, then its annotations (reference lines, measurements)
+// drawn over them, top-down, as a new byte array
 // (VT_UI1, from index 0) of samples x *columns x *rows bytes that the caller destroys. *rows and
 // *columns are the display buffer's, padded to multiples of 4 (and exchanged for a quarter turn).
 // Samples are 1 for a grey image and 3 with a palette or for a colour image; *colour says which of
@@ -75,5 +76,5 @@ void ImportImageAsDICOMFile(const char16_t* fileName, std::unique_ptr<ImageInfoS
 // red, then green, then blue; any other comes as the display rows stand, blue, green, red for colour.
 // Throws MyException "The Image received an invalid pointer." for a null out pointer, "Failed to create
 // the compatible DC.", "Failed to create the DIB section.", "Image rows is 0." and
-// "Failed to create the pixel data array.", and what the overlays throw.
+// "Failed to create the pixel data array.", and what the overlays and the annotations throw.
 void GetImageCurrentPixelData(Image& image, SAFEARRAY** data, LONG* rows, LONG* columns, VARIANT_BOOL* colour);

@@ -95,7 +95,11 @@ file(REMOVE ${script})
 # run --methods lists every method of both components, in the slot order of their interfaces in
 # ondrel.h, each with as many parameters as the interface declares.
 function(declared_methods interface variable)
-  file(READ ${CMAKE_CURRENT_LIST_DIR}/../../include/ondrel/ondrel.h header)
+  if(interface STREQUAL "IOndrelMeasurements")
+    file(READ ${CMAKE_CURRENT_LIST_DIR}/../../include/ondrel/measurements.h header)
+  else()
+    file(READ ${CMAKE_CURRENT_LIST_DIR}/../../include/ondrel/ondrel.h header)
+  endif()
   string(FIND "${header}" "struct ${interface} : IUnknown {" start)
   string(SUBSTRING "${header}" ${start} -1 header)
   string(FIND "${header}" "\n};" end)
@@ -129,19 +133,23 @@ function(listed_methods text variable)
 endfunction()
 expect_run(0 "^IOndrel, the main component" stdout run --methods)
 execute_process(COMMAND ${ONDREL} run --methods OUTPUT_VARIABLE listing)
-string(REGEX MATCH "IOndrel, [^\n]*\n(.*)\n\nIOndrelDicomDir, [^\n]*\n(.*)\n\nEnumerations, [^\n]*\n(.*)$" found "${listing}")
+string(REGEX MATCH "IOndrel, [^\n]*\n(.*)\n\nIOndrelDicomDir, [^\n]*\n(.*)\n\nIOndrelMeasurements, [^\n]*\n(.*)\n\nEnumerations, [^\n]*\n(.*)$" found "${listing}")
 set(media_listing "${CMAKE_MATCH_2}")
-set(enumerations "${CMAKE_MATCH_3}")
+set(measurements_listing "${CMAKE_MATCH_3}")
+set(enumerations "${CMAKE_MATCH_4}")
 listed_methods("\n${CMAKE_MATCH_1}" main_listed)
 listed_methods("\n${media_listing}" media_listed)
+listed_methods("\n${measurements_listing}" measurements_listed)
 declared_methods(IOndrel main_declared)
 declared_methods(IOndrelDicomDir media_declared)
+declared_methods(IOndrelMeasurements measurements_declared)
 list(LENGTH main_declared main_count)
 list(LENGTH media_declared media_count)
 if(NOT main_listed STREQUAL main_declared OR NOT media_listed STREQUAL media_declared OR main_count LESS 70 OR
-   media_count LESS 30)
-  message(FATAL_ERROR "run --methods does not list ondrel.h's methods:\nIOndrel ${main_declared}\nlisted  ${main_listed}\n"
-                      "IOndrelDicomDir ${media_declared}\nlisted  ${media_listed}")
+   media_count LESS 30 OR NOT measurements_listed STREQUAL measurements_declared OR measurements_declared STREQUAL "")
+  message(FATAL_ERROR "run --methods does not list the headers' methods:\nIOndrel ${main_declared}\nlisted  ${main_listed}\n"
+                      "IOndrelDicomDir ${media_declared}\nlisted  ${media_listed}\n"
+                      "IOndrelMeasurements ${measurements_declared}\nlisted  ${measurements_listed}")
 endif()
 foreach(expected "RenderImage image window bool" "GetColorPaletteMode window \\?palette" "ApplyColorPalette window palette"
                  "MeasOnMouseButtonDown window x,y measurement \\?bool")
@@ -211,7 +219,8 @@ set(examples "${CMAKE_CURRENT_BINARY_DIR}/ondrel_cli_examples")
 file(REMOVE_RECURSE ${examples})
 file(MAKE_DIRECTORY ${examples}/elsewhere ${examples}/root)
 file(RELATIVE_PATH relative_examples ${examples}/elsewhere ${CMAKE_CURRENT_LIST_DIR}/../../data/examples)
-foreach(example "view_ct|${CMAKE_CURRENT_LIST_DIR}/../../data/examples" "display_operations|${relative_examples}")
+foreach(example "view_ct|${CMAKE_CURRENT_LIST_DIR}/../../data/examples" "display_operations|${relative_examples}"
+                "measure_ct|${relative_examples}")
   string(REPLACE "|" ";" example "${example}")
   list(GET example 0 name)
   list(GET example 1 folder)
@@ -221,7 +230,7 @@ foreach(example "view_ct|${CMAKE_CURRENT_LIST_DIR}/../../data/examples" "display
     message(FATAL_ERROR "ondrel run ${folder}/${name}.ondrel: exit ${code}\nstdout: ${out}\nstderr: ${err}")
   endif()
 endforeach()
-foreach(picture view_ct step1_window step2_zoom step3_turned step4_palette step5_reset)
+foreach(picture view_ct step1_window step2_zoom step3_turned step4_palette step5_reset measure_ct)
   if(NOT EXISTS ${examples}/elsewhere/${picture}.png)
     message(FATAL_ERROR "the example scripts wrote no ${picture}.png in the current folder")
   endif()
@@ -301,7 +310,28 @@ file(SHA256 ${exported}.glass.png glass)
 if(plain STREQUAL glass)
   message(FATAL_ERROR "render --magnify saved the picture without the glass")
 endif()
-file(REMOVE ${exported}.picture ${exported}.png ${exported}.raw ${exported}.glass.png)
+# --measure draws as a user does and prints what the measurements read; they stay on their image pixels
+# through a later rotation. Wrong measures are the command line's; a point beside the image and points
+# that overlap are failures in plain words.
+expect_run(0 "^line 10,10 60,10 selected=no mode=MEAS_MODE_NONE label=\"33 mm\"\nangle 70,70 70,110 110,110 selected=yes mode=MEAS_MODE_NONE label=\"90°\"\n$"
+           stdout render ${sample} -o ${exported}.measured.png --size 128x128 --measure line:10,10:60,10
+           --rotate right --measure angle:57,70:17,70:17,110)
+file(SHA256 ${exported}.measured.png measured)
+if(plain STREQUAL measured)
+  message(FATAL_ERROR "render --measure saved the picture without the measurements")
+endif()
+expect_run(2 "--measure takes line:X1,Y1:X2,Y2, ellipse:X1,Y1:X2,Y2 or angle:X1,Y1:X2,Y2:X3,Y3 in window pixels, not 'circle:1,1:9,9'"
+           stderr render ${sample} -o ${png} --measure circle:1,1:9,9)
+expect_run(2 "not 'angle:1,1:9,9'" stderr render ${sample} -o ${png} --measure angle:1,1:9,9)
+expect_run(2 "not 'line:1,1:9'" stderr render ${sample} -o ${png} --measure line:1,1:9)
+expect_run(1 "^ondrel: --measure line:20,20:22,21: the points overlap on the image: each must lie further than the grip handle size"
+           stderr render ${sample} -o ${png} --size 128x128 --measure line:20,20:22,21)
+expect_run(1 "^ondrel: --measure ellipse:2,2:100,100: its first point is not on the image\n$"
+           stderr render ${sample} -o ${png} --size 128x128 --zoom 50 --measure ellipse:2,2:100,100)
+if(EXISTS ${png})
+  message(FATAL_ERROR "ondrel render wrote ${png} though a measure failed")
+endif()
+file(REMOVE ${exported}.picture ${exported}.png ${exported}.raw ${exported}.glass.png ${exported}.measured.png)
 
 # ondrel run through scripts kept in tests/apps/scripts: every method of both components, and the
 # display operations on the bundled CT against the pictures of tests/data/display. The scripts run in
