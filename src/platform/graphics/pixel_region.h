@@ -45,6 +45,16 @@ class PixelRegion {
 
   friend PixelRegion Combine(const PixelRegion& a, const PixelRegion& b, RegionOp op);
 
+  // Appends rows top..bottom with `spans` (sorted, disjoint, not touching), joining the last band when
+  // it continues it with the same spans: for a shape made a row at a time, top to bottom, which then
+  // needs no builder. `top` must not lie above the bottom of the region so far.
+  void AppendBand(int top, int bottom, const Span* spans, std::uint32_t count);
+  // Makes room for as many more bands and spans, so that appending them moves nothing.
+  void Reserve(std::size_t bands, std::size_t spans) {
+    bands_.reserve(bands_.size() + bands);
+    spans_.reserve(spans_.size() + spans);
+  }
+
  private:
   friend class RegionBuilder;
   struct Band {
@@ -53,9 +63,6 @@ class PixelRegion {
     std::uint32_t first;  // index into spans_
     std::uint32_t count;
   };
-  // Appends rows top..bottom with `spans` (sorted, disjoint, not touching), joining the last band when
-  // it continues it with the same spans.
-  void AppendBand(int top, int bottom, const Span* spans, std::uint32_t count);
 
   std::vector<Band> bands_;
   std::vector<Span> spans_;

@@ -21,8 +21,8 @@ Int FloorDiv(Int a, Int b) {
 // A row of pixels that a convex shape covers, from an estimate refined with the exact test, so that
 // rounding in the estimate never changes the result. `covers(x)` must describe one interval of the row.
 // Returns whether the row holds any pixel.
-template <class Covers>
-bool AddConvexRow(RegionBuilder& out, int y, double estimateLeft, double estimateRight, Box clip, Covers covers) {
+template <class Sink, class Covers>
+bool AddConvexRow(Sink& out, int y, double estimateLeft, double estimateRight, Box clip, Covers covers) {
   const double low = std::max(estimateLeft, static_cast<double>(clip.left) - 1);
   const double high = std::min(estimateRight, static_cast<double>(clip.right));
   if (low > high + 2) return false;
@@ -203,52 +203,152 @@ ShapePixels RectanglePixels(int left, int top, int right, int bottom, int penWid
   return shape;
 }
 
-PixelRegion EllipseArea(int left, int top, int right, int bottom, Box clip) {
-  RegionBuilder rows;
+namespace {
+
+// The one span a convex shape covers in a row, from an estimate refined with the exact test, as
+// AddConvexRow finds it; empty (left >= right) when the row holds no pixel.
+struct SpanSink {
+  Span span{0, 0};
+  void Add(int, int left, int right) { span = Span{left, right}; }
+};
+
+// The filled ellipse of the box, a row at a time. `Exact` is the integer type of the covering test: 64
+// bits while the box and the clip are small enough for its products, else 128.
+template <class Exact>
+class EllipseRowMaker {
+ public:
+  EllipseRowMaker(int left, int top, int right, int bottom)
+      : w_(static_cast<std::int64_t>(right) - left),
+        h_(static_cast<std::int64_t>(bottom) - top),
+        sumX_(static_cast<std::int64_t>(left) + right),
+        sumY_(static_cast<std::int64_t>(top) + bottom),
+        limit_(static_cast<Exact>(w_) * w_ * h_ * h_),
+        a_(static_cast<double>(w_) / 2),
+        b_(static_cast<double>(h_) / 2) {}
+
+  // The pixels of row py whose centres lie inside the ellipse, within `rowClip`.
+  Span Row(std::int64_t py, Box rowClip) const {
+    const std::int64_t ey = 2 * py + 1 - sumY_;  // twice the distance to the centre
+    const Exact rowTerm = static_cast<Exact>(ey) * ey * w_ * w_;
+    const auto covers64 = [&](std::int64_t px) {
+      const std::int64_t ex = 2 * px + 1 - sumX_;
+      return static_cast<Exact>(ex) * ex * h_ * h_ + rowTerm <= limit_;
+    };
+    const auto covers = [&](int px) { return covers64(px); };
+    const double dy = static_cast<double>(ey) / 2;
+    const double q = 1 - (dy / b_) * (dy / b_);
+    const double half = q > 0 ? a_ * std::sqrt(q) : 0;
+    const double centre = static_cast<double>(sumX_) / 2;
+    if (half >= 2) {
+      // A row this wide holds pixels. Its span is symmetric about the centre (a pixel and its mirror
+      // have opposite distances), so the exact left end near the estimate gives the right end too.
+      auto first = static_cast<std::int64_t>(std::floor(centre - half));
+      if (covers64(first)) {
+        while (covers64(first - 1)) --first;
+      } else {
+        while (2 * first < sumX_ && !covers64(first)) ++first;
+      }
+      if (2 * first < sumX_) {
+        const std::int64_t end = sumX_ - first;
+        return Span{static_cast<int>(std::max<std::int64_t>(first, rowClip.left)),
+                    static_cast<int>(std::min<std::int64_t>(end, rowClip.right))};
+      }
+    }
+    SpanSink sink;
+    AddConvexRow(sink, static_cast<int>(py), centre - half - 0.5, centre + half - 0.5, rowClip, covers);
+    return sink.span;
+  }
+
+ private:
+  std::int64_t w_;
+  std::int64_t h_;
+  std::int64_t sumX_;
+  std::int64_t sumY_;
+  Exact limit_;
+  double a_;
+  double b_;
+};
+
+// The rows of EllipseArea from `firstRow` on: every row holds one span, since its pieces (the middle
+// rows' reach to the sides, the row's own span, a tip's middle pixels) touch one another.
+struct EllipseRowSpans {
+  int firstRow = 0;
+  std::vector<Span> spans;  // of rows firstRow, firstRow + 1, ...; empty ones hold left >= right
+};
+
+template <class Exact>
+EllipseRowSpans EllipseRowsOf(int left, int top, int right, int bottom, Box clip) {
+  const EllipseRowMaker<Exact> ellipse(left, top, right, bottom);
   const std::int64_t w = static_cast<std::int64_t>(right) - left;
   const std::int64_t h = static_cast<std::int64_t>(bottom) - top;
-  if (w <= 0 || h <= 0) return {};
-  const std::int64_t sumX = static_cast<std::int64_t>(left) + right;  // twice the centre
+  const std::int64_t sumX = static_cast<std::int64_t>(left) + right;
   const std::int64_t sumY = static_cast<std::int64_t>(top) + bottom;
-  const Wide limit = static_cast<Wide>(w) * w * h * h;
-  const double a = static_cast<double>(w) / 2;
-  const double b = static_cast<double>(h) / 2;
-  const int firstRow = static_cast<int>(std::max<std::int64_t>(top, clip.top));
+  EllipseRowSpans rows;
+  rows.firstRow = static_cast<int>(std::max<std::int64_t>(top, clip.top));
   const int lastRow = static_cast<int>(std::min<std::int64_t>(bottom, clip.bottom));
+  if (rows.firstRow >= lastRow) return rows;
   // The rows of the middle pixel or two; columns left of and right of the middle rows' span take
   // these rows, so that a flat ellipse reaches the sides of its box.
   const std::int64_t middleTop = h % 2 != 0 ? FloorDiv<std::int64_t>(sumY - 1, 2) : FloorDiv<std::int64_t>(sumY, 2) - 1;
   const std::int64_t middleBottom = middleTop + (h % 2 != 0 ? 1 : 2);
-  const auto rowSpan = [&](std::int64_t py, Box rowClip, RegionBuilder& out) {
-    const std::int64_t ey = 2 * py + 1 - sumY;  // twice the distance to the centre
-    const auto covers = [&](int px) {
-      const std::int64_t ex = 2 * static_cast<std::int64_t>(px) + 1 - sumX;
-      return static_cast<Wide>(ex) * ex * h * h + static_cast<Wide>(ey) * ey * w * w <= limit;
-    };
-    const double dy = static_cast<double>(ey) / 2;
-    const double q = 1 - (dy / b) * (dy / b);
-    const double half = q > 0 ? a * std::sqrt(q) : 0;
-    const double centre = static_cast<double>(sumX) / 2;
-    return AddConvexRow(out, static_cast<int>(py), centre - half - 0.5, centre + half - 0.5, rowClip, covers);
-  };
-  RegionBuilder middle;
-  rowSpan(middleTop, Box{left, top, right, bottom}, middle);
-  const Box widest = middle.Build().Bounds();
-  for (std::int64_t py = std::max<std::int64_t>(middleTop, clip.top);
-       py < std::min<std::int64_t>(middleBottom, clip.bottom); ++py) {
-    rows.Add(static_cast<int>(py), std::max(left, clip.left), std::min(widest.left, clip.right));
-    rows.Add(static_cast<int>(py), std::max(widest.right, clip.left), std::min(right, clip.right));
-  }
-  for (int py = firstRow; py < lastRow; ++py) {
-    if (!rowSpan(py, clip, rows)) {
+  const Span widest = ellipse.Row(middleTop, Box{left, top, right, bottom});
+  rows.spans.reserve(static_cast<std::size_t>(lastRow - rows.firstRow));
+  for (int py = rows.firstRow; py < lastRow; ++py) {
+    // A row and its mirror about the centre (twice its distance negated) hold the same span, and so
+    // do the tips and the middle rows below: the lower half copies the upper.
+    const std::int64_t mirror = sumY - 1 - py;
+    if (mirror >= rows.firstRow && mirror < py) {
+      rows.spans.push_back(rows.spans[static_cast<std::size_t>(mirror - rows.firstRow)]);
+      continue;
+    }
+    Span span = ellipse.Row(py, clip);
+    if (span.left >= span.right) {
       // The tip of a narrow ellipse: the middle pixel, or the middle two of an even width.
       const auto from = w % 2 != 0 ? FloorDiv<std::int64_t>(sumX - 1, 2) : FloorDiv<std::int64_t>(sumX, 2) - 1;
       const auto to = from + (w % 2 != 0 ? 1 : 2);
-      rows.Add(py, static_cast<int>(std::max<std::int64_t>(from, clip.left)),
-               static_cast<int>(std::min<std::int64_t>(to, clip.right)));
+      span = Span{static_cast<int>(std::max<std::int64_t>(from, clip.left)),
+                  static_cast<int>(std::min<std::int64_t>(to, clip.right))};
     }
+    if (py >= middleTop && py < middleBottom) {
+      // The reach to the sides ends where the middle rows' own span begins and ends.
+      for (const Span piece : {Span{std::max(left, clip.left), std::min(widest.left, clip.right)},
+                               Span{std::max(widest.right, clip.left), std::min(right, clip.right)}}) {
+        if (piece.left >= piece.right) continue;
+        span = span.left < span.right ? Span{std::min(span.left, piece.left), std::max(span.right, piece.right)} : piece;
+      }
+    }
+    rows.spans.push_back(span);
   }
-  return rows.Build();
+  return rows;
+}
+
+EllipseRowSpans EllipseRows(int left, int top, int right, int bottom, Box clip) {
+  if (static_cast<std::int64_t>(right) - left <= 0 || static_cast<std::int64_t>(bottom) - top <= 0) return {};
+  // The covering test's products stay below 2^62 while every coordinate it meets is below 2^14 in
+  // size: twice a coordinate against the box's sides, each squared.
+  constexpr std::int64_t kSmall = std::int64_t{1} << 14;
+  const auto small = [](std::int64_t v) { return v > -kSmall && v < kSmall; };
+  if (small(left) && small(top) && small(right) && small(bottom) && small(clip.left) && small(clip.right))
+    return EllipseRowsOf<std::int64_t>(left, top, right, bottom, clip);
+  return EllipseRowsOf<Wide>(left, top, right, bottom, clip);
+}
+
+// The region of ellipse rows, each row's span as it stands.
+PixelRegion RegionOf(const EllipseRowSpans& rows) {
+  PixelRegion region;
+  region.Reserve(rows.spans.size(), rows.spans.size());
+  for (std::size_t i = 0; i < rows.spans.size(); ++i) {
+    const Span& span = rows.spans[i];
+    const int y = rows.firstRow + static_cast<int>(i);
+    if (span.left < span.right) region.AppendBand(y, y + 1, &span, 1);
+  }
+  return region;
+}
+
+}  // namespace
+
+PixelRegion EllipseArea(int left, int top, int right, int bottom, Box clip) {
+  return RegionOf(EllipseRows(left, top, right, bottom, clip));
 }
 
 ShapePixels EllipsePixels(int left, int top, int right, int bottom, int penWidth, Box clip) {
@@ -261,9 +361,34 @@ ShapePixels EllipsePixels(int left, int top, int right, int bottom, int penWidth
   }
   const int below = penWidth / 2;
   const int above = (penWidth - 1) / 2;
-  const PixelRegion outer = EllipseArea(left - below, top - below, right + above, bottom + above, clip);
-  shape.fill = EllipseArea(left + above + 1, top + above + 1, right - 1 - below, bottom - 1 - below, clip);
-  shape.outline = Combine(outer, shape.fill, RegionOp::Diff);
+  // Row by row, the outline is what the outer ellipse covers and the inner one does not.
+  const EllipseRowSpans outer = EllipseRows(left - below, top - below, right + above, bottom + above, clip);
+  const EllipseRowSpans inner =
+      EllipseRows(left + above + 1, top + above + 1, right - 1 - below, bottom - 1 - below, clip);
+  shape.outline.Reserve(outer.spans.size(), 2 * outer.spans.size());
+  for (std::size_t i = 0; i < outer.spans.size(); ++i) {
+    const Span& o = outer.spans[i];
+    if (o.left >= o.right) continue;
+    const int y = outer.firstRow + static_cast<int>(i);
+    const std::int64_t j = static_cast<std::int64_t>(y) - inner.firstRow;
+    const bool hasInner = j >= 0 && static_cast<std::size_t>(j) < inner.spans.size() &&
+                          inner.spans[static_cast<std::size_t>(j)].left < inner.spans[static_cast<std::size_t>(j)].right;
+    Span pieces[2];
+    std::uint32_t count = 0;
+    if (!hasInner) {
+      pieces[count++] = o;
+    } else {
+      const Span& in = inner.spans[static_cast<std::size_t>(j)];
+      if (o.left < std::min(o.right, in.left)) pieces[count++] = Span{o.left, std::min(o.right, in.left)};
+      if (std::max(o.left, in.right) < o.right) pieces[count++] = Span{std::max(o.left, in.right), o.right};
+      if (count == 2 && pieces[0].right >= pieces[1].left) {
+        pieces[0].right = pieces[1].right;
+        count = 1;
+      }
+    }
+    if (count > 0) shape.outline.AppendBand(y, y + 1, pieces, count);
+  }
+  shape.fill = RegionOf(inner);
   return shape;
 }
 

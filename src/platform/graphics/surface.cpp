@@ -136,9 +136,19 @@ void PaintRegion(const Surface& surface, const PixelRegion& region, std::uint32_
     if (y < 0 || y >= surface.height) return;
     left = std::max(left, 0);
     right = std::min(right, surface.width);
-    if (rop2 == R2_COPYPEN && surface.bitsPerPixel == 32) {
+    if (surface.bitsPerPixel == 32) {
+      // The common case, a rubber band drawn with XOR among them, without a call per pixel; the mask
+      // keeps the top byte zero as Write does.
       auto* row = reinterpret_cast<std::uint32_t*>(surface.Row(y));
-      std::fill(row + left, row + std::max(left, right), value & mask);
+      if (rop2 == R2_COPYPEN) {
+        std::fill(row + left, row + std::max(left, right), value & mask);
+        return;
+      }
+      if (rop2 == R2_XORPEN) {
+        for (int x = left; x < right; ++x) row[x] = (row[x] ^ value) & mask;
+        return;
+      }
+      for (int x = left; x < right; ++x) row[x] = Mix(rop2, row[x] & mask, value) & mask;
       return;
     }
     for (int x = left; x < right; ++x) surface.Write(x, y, Mix(rop2, surface.Read(x, y), value) & mask);

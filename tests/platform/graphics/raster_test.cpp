@@ -2,6 +2,7 @@
 // from GDI's rules (graphics_test_support.h draws them as art: '#' ink, '.' background, '|' between rows).
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <random>
 #include <string>
 #include <vector>
@@ -104,6 +105,67 @@ TEST(Raster, EllipseFitsItsBoxWithoutTheRightAndBottomEdges) {
     EXPECT_EQ(ink.top, box.top);
     EXPECT_EQ(ink.right, box.right);
     EXPECT_EQ(ink.bottom, box.bottom);
+  }
+}
+
+// The filled ellipse of box l..r, t..b (ends excluded) worked out here the plain way: a pixel is inside
+// when its centre is inside the ellipse; the middle row or two reach the box's sides and a row that
+// holds no centre keeps the middle pixel or two, so that thin ellipses stay joined.
+__extension__ typedef __int128 Wide;  // the sums of far boxes' squares overflow 64 bits
+
+bool InsideEllipse(std::int64_t l, std::int64_t t, std::int64_t r, std::int64_t b, std::int64_t x, std::int64_t y) {
+  const std::int64_t w = r - l;
+  const std::int64_t h = b - t;
+  const auto centreIn = [&](std::int64_t px, std::int64_t py) {
+    const Wide ex = 2 * px + 1 - (l + r);
+    const Wide ey = 2 * py + 1 - (t + b);
+    return ex * ex * h * h + ey * ey * w * w <= static_cast<Wide>(w) * w * h * h;
+  };
+  if (y < t || y >= b || x < l || x >= r) return false;
+  const bool middleRow = h % 2 != 0 ? 2 * y + 1 == t + b : (2 * y + 2 == t + b || 2 * y == t + b);
+  if (middleRow) return true;
+  // The middle pixel, or the right of the middle two: half the sum rounded down, also below zero.
+  const std::int64_t middle = (l + r - ((l + r) % 2 != 0 && l + r < 0 ? 1 : 0)) / 2;
+  bool rowHolds = false;
+  for (std::int64_t px = middle - 1; px <= middle; ++px) rowHolds = rowHolds || centreIn(px, y);
+  if (rowHolds) return centreIn(x, y);
+  return w % 2 != 0 ? 2 * x + 1 == l + r : (x == middle || x == middle - 1);
+}
+
+TEST(Raster, FilledEllipsesHoldThePixelsWhoseCentresAreInsideAnywhereOnThePlane) {
+  // Boxes on the canvas, boxes it cuts, and boxes so large or far that their sums need wide integers.
+  std::mt19937 random(11);
+  const auto within = [&](int low, int high) { return low + static_cast<int>(random() % static_cast<unsigned>(high - low)); };
+  std::vector<RECT> boxes;
+  for (int i = 0; i < 40; ++i) boxes.push_back(RECT{within(-8, 30), within(-8, 30), within(32, 60), within(32, 60)});
+  // Large ellipses whose edge crosses the canvas's middle at a random slope.
+  std::uniform_real_distribution<double> turn(0, 2 * 3.14159265358979);
+  for (const double semiAxis : {2e4, 3e5, 7e6, 1e8, 9e8}) {
+    for (int i = 0; i < 3; ++i) {
+      const double a = semiAxis;
+      const double b = semiAxis / within(1, 9);
+      const double angle = turn(random);
+      const double cx = 26 - a * std::cos(angle);
+      const double cy = 26 - b * std::sin(angle);
+      boxes.push_back(RECT{static_cast<LONG>(cx - a), static_cast<LONG>(cy - b), static_cast<LONG>(cx + a),
+                           static_cast<LONG>(cy + b)});
+    }
+  }
+  boxes.push_back(RECT{-2000000000, 10, 2000000000, 40});
+  boxes.push_back(RECT{20, -2000000000, 31, 2000000000});
+  for (const RECT& box : boxes) {
+    Canvas canvas(52, 52);
+    const HGDIOBJ oldPen = SelectObject(canvas.dc(), GetStockObject(NULL_PEN));
+    const HGDIOBJ oldBrush = SelectObject(canvas.dc(), GetStockObject(WHITE_BRUSH));
+    // Without a pen the filled box is one pixel smaller each way, as for rectangles.
+    Ellipse(canvas.dc(), box.left, box.top, box.right + 1, box.bottom + 1);
+    SelectObject(canvas.dc(), oldBrush);
+    SelectObject(canvas.dc(), oldPen);
+    int wrong = 0;
+    for (int y = 0; y < 52; ++y)
+      for (int x = 0; x < 52; ++x)
+        wrong += (canvas.At(x, y) == kWhite) != InsideEllipse(box.left, box.top, box.right, box.bottom, x, y);
+    EXPECT_EQ(wrong, 0) << box.left << "," << box.top << "," << box.right << "," << box.bottom;
   }
 }
 
