@@ -64,17 +64,7 @@ void AngleTool::Draw(HDC dc) {
   if (mode_ == MEAS_MODE_NONE && label_ != nullptr) label_->Draw(dc);
 }
 
-bool AngleTool::HitTestAnchor(POINT point) {
-  if (anchors_.size() < 3) return false;
-  activeAnchor_ = -1;
-  for (std::size_t i = 0; i < anchors_.size(); ++i) {
-    if (HitGrip(point, anchors_[i])) {
-      activeAnchor_ = static_cast<int>(i);
-      return true;
-    }
-  }
-  return false;
-}
+bool AngleTool::HitTestAnchor(POINT point) { return anchors_.size() >= 3 && HitFirstGrip(point, anchors_); }
 
 bool AngleTool::HitTestShape(POINT point) {
   if (anchors_.size() < 3) return false;

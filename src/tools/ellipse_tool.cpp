@@ -108,17 +108,7 @@ void EllipseTool::Draw(HDC dc) {
   if (mode_ == MEAS_MODE_NONE && label_ != nullptr) label_->Draw(dc);
 }
 
-bool EllipseTool::HitTestAnchor(POINT point) {
-  if (anchors_.size() < 2) return false;
-  activeAnchor_ = -1;
-  for (std::size_t i = 0; i < grips_.size(); ++i) {
-    if (HitGrip(point, grips_[i])) {
-      activeAnchor_ = static_cast<int>(i);
-      return true;
-    }
-  }
-  return false;
-}
+bool EllipseTool::HitTestAnchor(POINT point) { return anchors_.size() >= 2 && HitFirstGrip(point, grips_); }
 
 bool EllipseTool::HitTestShape(POINT point) {
   return anchors_.size() >= 2 && HitEllipseOutline(point, anchors_[0], anchors_[1]);

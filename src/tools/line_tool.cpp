@@ -53,17 +53,7 @@ void LineTool::DrawLine(HDC dc) {
 
 void LineTool::Draw(HDC dc) { DrawLine(dc); }
 
-bool LineTool::HitTestAnchor(POINT point) {
-  if (anchors_.size() < 2) return false;
-  activeAnchor_ = -1;
-  for (std::size_t i = 0; i < anchors_.size(); ++i) {
-    if (HitGrip(point, anchors_[i])) {
-      activeAnchor_ = static_cast<int>(i);
-      return true;
-    }
-  }
-  return false;
-}
+bool LineTool::HitTestAnchor(POINT point) { return anchors_.size() >= 2 && HitFirstGrip(point, anchors_); }
 
 bool LineTool::HitTestShape(POINT point) { return anchors_.size() >= 2 && HitSegment(point, anchors_[0], anchors_[1]); }
 

@@ -138,6 +138,17 @@ void MeasAnnotTool::SetLabelLines(TextLines lines) {
   measurements_.AppendTool(std::move(label));
 }
 
+bool ShapeTool::HitFirstGrip(POINT point, const std::vector<PixelPoint>& grips) {
+  activeAnchor_ = -1;
+  for (std::size_t i = 0; i < grips.size(); ++i) {
+    if (HitGrip(point, grips[i])) {
+      activeAnchor_ = static_cast<int>(i);
+      return true;
+    }
+  }
+  return false;
+}
+
 void ShapeTool::MoveShape(PixelPoint point) {
   const PixelPoint delta{point.x - dragStart_.x, point.y - dragStart_.y};
   for (const PixelPoint& anchor : anchors_) {

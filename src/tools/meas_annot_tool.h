@@ -126,6 +126,9 @@ class ShapeTool : public MeasAnnotTool {
   // The move of the line and the angle: erases the last rubber band, moves the active anchor (held in
   // the image) while creating or dragging a grip, or the whole shape while dragging it, and draws again.
   void CommonMove(HDC dc, POINT point);
+  // The first of `grips` whose handle holds `point` becomes the active anchor (else none is); true
+  // when one does.
+  bool HitFirstGrip(POINT point, const std::vector<PixelPoint>& grips);
 
   PixelPoint dragStart_;
   // The index of the anchor (on the ellipse, the grip) being dragged, or -1.
