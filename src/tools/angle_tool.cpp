@@ -73,17 +73,9 @@ bool AngleTool::HitTestShape(POINT point) {
 
 void AngleTool::GetLabelBox(HDC dc, const TextLines& lines, RECT& rect, int& lineHeight) {
   if (anchors_.size() != 3) return;
-  if (lines.empty()) {
-    rect = RECT{0, 0, 0, 0};
-    return;
-  }
-  const ScopedGdiObject<HFONT> font(GetAnnotationFont(dc));
-  const ScopedSelection selection(dc, font.Get());
-  const SIZE extent = TextExtent(dc, lines[0]);
-  lineHeight = extent.cy;
-  const POINT centre = ToScreen({(anchors_[0].x + anchors_[1].x + anchors_[2].x) / 3,
-                                 (anchors_[0].y + anchors_[1].y + anchors_[2].y) / 3});
-  rect = RECT{centre.x - extent.cx / 2, centre.y - extent.cy / 2, centre.x + extent.cx / 2, centre.y + extent.cy / 2};
+  const PixelPoint centre{(anchors_[0].x + anchors_[1].x + anchors_[2].x) / 3,
+                          (anchors_[0].y + anchors_[1].y + anchors_[2].y) / 3};
+  CentredLabelBox(dc, lines, centre, rect, lineHeight);
 }
 
 void AngleTool::UpdateLabel() {

@@ -59,16 +59,8 @@ bool LineTool::HitTestShape(POINT point) { return anchors_.size() >= 2 && HitSeg
 
 void LineTool::GetLabelBox(HDC dc, const TextLines& lines, RECT& rect, int& lineHeight) {
   if (anchors_.size() != 2) return;
-  if (lines.empty()) {
-    rect = RECT{0, 0, 0, 0};
-    return;
-  }
-  const ScopedGdiObject<HFONT> font(GetAnnotationFont(dc));
-  const ScopedSelection selection(dc, font.Get());
-  const SIZE extent = TextExtent(dc, lines[0]);
-  lineHeight = extent.cy;
-  const POINT centre = ToScreen({(anchors_[0].x + anchors_[1].x) / 2, (anchors_[0].y + anchors_[1].y) / 2});
-  rect = RECT{centre.x - extent.cx / 2, centre.y - extent.cy / 2, centre.x + extent.cx / 2, centre.y + extent.cy / 2};
+  CentredLabelBox(dc, lines, {(anchors_[0].x + anchors_[1].x) / 2, (anchors_[0].y + anchors_[1].y) / 2}, rect,
+                  lineHeight);
 }
 
 void LineTool::UpdateLabel() {

@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "foundation/user_preferences.h"
+#include "tools/gdi_scope.h"
 #include "tools/measurement_texts.h"
 #include "tools/measurements.h"
 #include "tools/text_annotation_tool.h"
@@ -136,6 +137,20 @@ void MeasAnnotTool::SetLabelLines(TextLines lines) {
   auto label = std::make_unique<TextAnnotationTool>(measurements_, std::move(lines), *this);
   label_ = label.get();
   measurements_.AppendTool(std::move(label));
+}
+
+void MeasAnnotTool::CentredLabelBox(HDC dc, const TextLines& lines, PixelPoint centre, RECT& rect,
+                                    int& lineHeight) const {
+  if (lines.empty()) {
+    rect = RECT{0, 0, 0, 0};
+    return;
+  }
+  const ScopedGdiObject<HFONT> font(GetAnnotationFont(dc));
+  const ScopedSelection selection(dc, font.Get());
+  const SIZE extent = TextExtent(dc, lines[0]);
+  lineHeight = extent.cy;
+  const POINT middle = ToScreen(centre);
+  rect = RECT{middle.x - extent.cx / 2, middle.y - extent.cy / 2, middle.x + extent.cx / 2, middle.y + extent.cy / 2};
 }
 
 bool ShapeTool::HitFirstGrip(POINT point, const std::vector<PixelPoint>& grips) {

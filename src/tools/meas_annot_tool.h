@@ -94,6 +94,9 @@ class MeasAnnotTool {
   static SIZE TextExtent(HDC dc, const std::string& text);
   // A new font of the user's annotation font for `dc`, which the caller deletes.
   static HFONT GetAnnotationFont(HDC dc);
+  // The label box of the line and the angle: the first of `lines` in the annotation font, centred on
+  // `centre` (image pixels), its height in lineHeight; an empty box when there are no lines.
+  void CentredLabelBox(HDC dc, const TextLines& lines, PixelPoint centre, RECT& rect, int& lineHeight) const;
 
   // How every measurement updates its label: with no label yet, fails with std::runtime_error
   // "Invalid measurement: overlapped points." when `overlapped` holds (it is asked then only), else

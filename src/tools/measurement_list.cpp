@@ -44,7 +44,8 @@ std::string ToolLine(const MeasAnnotTool& tool, const MeasAnnotTool* selected) {
     for (const PixelPoint& anchor : tool.Anchors()) line += " " + Point(anchor);
   }
   const TextAnnotationTool* label = tool.Label();
-  line += selected == &tool ? " selected=yes" : (selected != nullptr && selected == label ? " selected=label" : " selected=no");
+  line += selected == &tool ? " selected=yes"
+                            : (selected != nullptr && selected == label ? " selected=label" : " selected=no");
   line += " mode=";
   line += ModeName(tool.GetMode());
   if (text != nullptr) {

@@ -314,7 +314,8 @@ EllipseRowSpans EllipseRowsOf(int left, int top, int right, int bottom, Box clip
       for (const Span piece : {Span{std::max(left, clip.left), std::min(widest.left, clip.right)},
                                Span{std::max(widest.right, clip.left), std::min(right, clip.right)}}) {
         if (piece.left >= piece.right) continue;
-        span = span.left < span.right ? Span{std::min(span.left, piece.left), std::max(span.right, piece.right)} : piece;
+        span =
+            span.left < span.right ? Span{std::min(span.left, piece.left), std::max(span.right, piece.right)} : piece;
       }
     }
     rows.spans.push_back(span);
@@ -371,8 +372,9 @@ ShapePixels EllipsePixels(int left, int top, int right, int bottom, int penWidth
     if (o.left >= o.right) continue;
     const int y = outer.firstRow + static_cast<int>(i);
     const std::int64_t j = static_cast<std::int64_t>(y) - inner.firstRow;
-    const bool hasInner = j >= 0 && static_cast<std::size_t>(j) < inner.spans.size() &&
-                          inner.spans[static_cast<std::size_t>(j)].left < inner.spans[static_cast<std::size_t>(j)].right;
+    const bool hasInner =
+        j >= 0 && static_cast<std::size_t>(j) < inner.spans.size() &&
+        inner.spans[static_cast<std::size_t>(j)].left < inner.spans[static_cast<std::size_t>(j)].right;
     Span pieces[2];
     std::uint32_t count = 0;
     if (!hasInner) {

@@ -135,7 +135,9 @@ bool InsideEllipse(std::int64_t l, std::int64_t t, std::int64_t r, std::int64_t 
 TEST(Raster, FilledEllipsesHoldThePixelsWhoseCentresAreInsideAnywhereOnThePlane) {
   // Boxes on the canvas, boxes it cuts, and boxes so large or far that their sums need wide integers.
   std::mt19937 random(11);
-  const auto within = [&](int low, int high) { return low + static_cast<int>(random() % static_cast<unsigned>(high - low)); };
+  const auto within = [&](int low, int high) {
+    return low + static_cast<int>(random() % static_cast<unsigned>(high - low));
+  };
   std::vector<RECT> boxes;
   for (int i = 0; i < 40; ++i) boxes.push_back(RECT{within(-8, 30), within(-8, 30), within(32, 60), within(32, 60)});
   // Large ellipses whose edge crosses the canvas's middle at a random slope.
