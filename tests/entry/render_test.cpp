@@ -8,6 +8,7 @@
 #include <iterator>
 #include <optional>
 
+#include "ondrel/measurements.h"
 #include "ondrel/module.h"
 #include "ondrel/ondrel.h"
 #include "ondrel/platform/gdiplus.h"
@@ -210,7 +211,7 @@ TEST_F(RenderedCt, TheOverlayAndShutterSwitchesRedrawTheWindows) {
 
 // A reset takes the pixels the component holds for the UID it is given. For a UID it holds none of, it
 // fails and leaves the picture as it was; for the window's own image, the display state goes and the
-// picture is the first one again.
+// picture is the first one again, while the measurements stay.
 TEST_F(RenderedCt, AResetTakesThePixelsOfTheUidItIsGiven) {
   ASSERT_EQ(ondrel_->RenderImage(image_.Get(), window_, VARIANT_FALSE), S_OK);
   ondrel::platform::WindowPixels first;
@@ -236,11 +237,27 @@ TEST_F(RenderedCt, AResetTakesThePixelsOfTheUidItIsGiven) {
   EXPECT_EQ(ondrel_->GetColorPaletteMode(window_, &palette), S_OK);
   EXPECT_EQ(palette, COLOR_PALETTE_HOT_IRON);
 
+  // A line measured on the turned view, then hidden so that the picture can be compared.
+  VARIANT_BOOL flag = VARIANT_FALSE;
+  ASSERT_EQ(ondrel_->MeasOnMouseButtonDown(window_, tagPOINT{40, 40}, MEAS_LINE, &flag), S_OK);
+  ASSERT_EQ(ondrel_->MeasOnMouseMove(window_, tagPOINT{90, 60}), S_OK);
+  ASSERT_EQ(ondrel_->MeasOnMouseButtonUp(window_, tagPOINT{90, 60}, &flag), S_OK);
+  ASSERT_EQ(ondrel_->ToggleMeasurementsVisibility(window_), S_OK);
+  ComPtr<IOndrelMeasurements> measurements;
+  ASSERT_EQ(ondrel_->QueryInterface(IOndrelMeasurements::kIid, reinterpret_cast<void**>(measurements.GetAddressOf())),
+            S_OK);
+  ondrel::platform::BStr listed;
+  ASSERT_EQ(measurements->GetMeasurementsText(window_, listed.Out()), S_OK);
+  ASSERT_EQ(listed.View().substr(0, 5), u"line ");
+
   ondrel::platform::BStr own;
   ASSERT_EQ(image_->GetSopInstanceUid(own.Out()), S_OK);
   EXPECT_EQ(ondrel_->ResetImage(own.Get(), window_), S_OK);
   ASSERT_TRUE(ondrel::platform::ReadWindowPixels(window_, after));
   EXPECT_EQ(after.bgra, first.bgra);
+  ondrel::platform::BStr kept;
+  EXPECT_EQ(measurements->GetMeasurementsText(window_, kept.Out()), S_OK);
+  EXPECT_EQ(kept.View(), listed.View()) << "the measurements stay, at the same anatomy";
   ULONG zoom = 0;
   EXPECT_EQ(ondrel_->GetCurrentImageZoom(window_, &zoom), S_OK);
   EXPECT_EQ(zoom, 100U);
