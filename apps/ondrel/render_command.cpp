@@ -148,7 +148,8 @@ Measure MeasureOf(std::string_view text) {
 
 // The gesture of the measure: press, move, release for a line or an ellipse; three clicks, each at
 // the point the pointer moved to, for an angle. Throws Failure for a step that fails, naming the
-// measure, and for a measure that was not made.
+// measure, and for a measure that was not made: among them one whose first press fell on an earlier
+// measurement, which took hold of that one instead, as a user's press would.
 void DrawMeasure(IOndrel& core, HWND window, const Measure& measure) {
   VARIANT_BOOL complete = VARIANT_FALSE;
   const auto step = [&](std::string_view method, HRESULT hr) {
@@ -170,6 +171,22 @@ void DrawMeasure(IOndrel& core, HWND window, const Measure& measure) {
     step("MeasOnMouseButtonUp", core.MeasOnMouseButtonUp(window, at, &complete));
   };
   const auto move = [&](tagPOINT at) { step("MeasOnMouseMove", core.MeasOnMouseMove(window, at)); };
+  // The measurements and texts the image holds: the reader's lines before its reference lines.
+  const auto count = [&] {
+    platform::ComPtr<IOndrelMeasurements> reader;
+    step("QueryInterface",
+         core.QueryInterface(IOndrelMeasurements::kIid, reinterpret_cast<void**>(reader.GetAddressOf())));
+    platform::BStr text;
+    step("GetMeasurementsText", reader->GetMeasurementsText(window, text.Out()));
+    std::size_t lines = 0;
+    for (std::u16string_view rest = text.View(); !rest.empty();) {
+      if (!rest.starts_with(u"reference ")) ++lines;
+      const std::size_t end = rest.find(u'\n');
+      rest = end == std::u16string_view::npos ? std::u16string_view() : rest.substr(end + 1);
+    }
+    return lines;
+  };
+  const std::size_t before = count();
   if (measure.tool == MEAS_ANGLE) {
     click(measure.points[0]);
     for (std::size_t i = 1; i < measure.points.size(); ++i) {
@@ -185,6 +202,11 @@ void DrawMeasure(IOndrel& core, HWND window, const Measure& measure) {
   // A tool whose first press falls beside the image ends at once; its release finds nothing going on.
   if (complete != VARIANT_TRUE)
     throw Failure{"--measure " + measure.text + ": its first point is not on the image", {}};
+  if (count() == before)
+    throw Failure{"--measure " + measure.text +
+                      ": its first point falls on an earlier measurement, which the press took hold of (as a "
+                      "user's would) instead of starting a new one",
+                  {}};
 }
 
 Operation RotateFlip(ImageRotationFlipEnum change) {

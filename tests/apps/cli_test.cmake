@@ -328,6 +328,9 @@ expect_run(1 "^ondrel: --measure line:20,20:22,21: the points overlap on the ima
            stderr render ${sample} -o ${png} --size 128x128 --measure line:20,20:22,21)
 expect_run(1 "^ondrel: --measure ellipse:2,2:100,100: its first point is not on the image\n$"
            stderr render ${sample} -o ${png} --size 128x128 --zoom 50 --measure ellipse:2,2:100,100)
+# A press on an earlier measurement takes hold of it, as a user's would: the ellipse is never begun.
+expect_run(1 "^ondrel: --measure ellipse:30,10:50,40: its first point falls on an earlier measurement, which the press took hold of"
+           stderr render ${sample} -o ${png} --size 128x128 --measure line:10,10:60,10 --measure ellipse:30,10:50,40)
 if(EXISTS ${png})
   message(FATAL_ERROR "ondrel render wrote ${png} though a measure failed")
 endif()
