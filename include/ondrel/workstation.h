@@ -195,6 +195,14 @@ struct ISeriesInfoNW : IUnknown {
   virtual HRESULT GetSeriesImages(SAFEARRAY** images) = 0;
   // A calibrated pixel spacing (horizontal, vertical) for every image of the series.
   virtual HRESULT SetSeriesPixelSpacing(double horizontal, double vertical) = 0;
+  // The series an MPR or a MIP derived this one from. A derived series that belongs to no study yet
+  // joins the study of its source, so that it is listed and lives with it. E_POINTER for null,
+  // E_INVALIDARG for a source of another maker, in no study, or in a study other than this series'.
+  // The getters answer OLE_E_BLANK, with null, while no source was set.
+  virtual HRESULT SetMprSource(ISeriesInfoNW* source) = 0;
+  virtual HRESULT GetMprSource(ISeriesInfoNW** source) = 0;
+  virtual HRESULT SetMipSource(ISeriesInfoNW* source) = 0;
+  virtual HRESULT GetMipSource(ISeriesInfoNW** source) = 0;
 
  protected:
   ~ISeriesInfoNW() = default;

@@ -69,6 +69,7 @@ class ComponentCore {
   HRESULT GetMeasurementsText(HWND hViewPort, BSTR* pbstrText);
 
   ImageRenderer& Renderer() { return renderer_; }
+  ImageLoader& Loader() { return loader_; }
 
  private:
   HRESULT Check(REFIID iid, std::initializer_list<entry::ArgumentCheck> checks) const;

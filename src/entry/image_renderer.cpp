@@ -4,6 +4,10 @@
 
 #include "foundation/exceptions.h"
 #include "image/overlays.h"
+#include "spatial/mip_tool.h"
+#include "spatial/mpr_interaction.h"
+#include "spatial/mpr_pixels.h"
+#include "spatial/mpr_state.h"
 #include "tools/measurements.h"
 
 namespace {
@@ -12,7 +16,8 @@ std::u16string TextOf(const ImageInfoStrategy::Text& text) { return std::u16stri
 
 }  // namespace
 
-ImageRenderer::~ImageRenderer() = default;
+// The MPR ends with the renderer, as with its component.
+ImageRenderer::~ImageRenderer() { spatial::EndMpr(); }
 
 Image* ImageRenderer::GetCurrentImage(HWND window) const {
   const auto found = viewports_.find(window);
@@ -71,9 +76,17 @@ void ImageRenderer::RegisterImage(const std::shared_ptr<Image>& image, HWND wind
 }
 
 std::shared_ptr<PixelData> ImageRenderer::LoadPixels(ImageInfoStrategy& strategy) const {
-  bool cached = false;
-  std::shared_ptr<PixelData> data = loader_.Load(&strategy, &cached);
-  return data->Empty() ? nullptr : data;
+  ByteBlock derived;
+  if (strategy.GetMprType() >= 2) {
+    derived = spatial::GenerateMprPixels(strategy, loader_);
+  } else if (strategy.GetMipType() >= 2) {
+    derived = spatial::GenerateMipPixels(strategy, loader_);
+  } else {
+    bool cached = false;
+    std::shared_ptr<PixelData> data = loader_.Load(&strategy, &cached);
+    return data->Empty() ? nullptr : data;
+  }
+  return derived.Empty() ? nullptr : std::make_shared<PixelData>(std::move(derived));
 }
 
 FramePixels ImageRenderer::FetchPixelData(ImageInfoStrategy& strategy) const {
@@ -104,6 +117,7 @@ bool ImageRenderer::Render(HWND window, std::unique_ptr<ImageInfoStrategy> strat
     // is made (the image stands below the tools and only draws them); they read the image's calibration
     // now.
     image->AttachAnnotations(std::make_unique<Measurements>(*image));
+    image->AttachViewportLines(&spatial::MprLines());
     RegisterImage(image, window, key.frame);
     if (!volume) image->PrepareAndDraw(window, false, false);
   } else {
@@ -203,4 +217,28 @@ void ImageRenderer::ResetImage(const char16_t* uid, HWND window) {
   std::shared_ptr<PixelData> data = loader_.Find(uid);
   if (!data || data->Empty()) THROW_MY_EXCEPTION("The Ondrel failed to load the image pixel data.");
   image->ResetDisplay(window, FramePixels::Of(std::move(data), *image->Info()));
+}
+
+void ImageRenderer::EndMprMode() {
+  spatial::EndMpr();
+  std::erase_if(viewports_, [](const auto& entry) {
+    const Image* image = entry.second.currentImage;
+    return image != nullptr && image->Info() != nullptr && image->Info()->GetMprType() >= 2;
+  });
+  ReleaseUnusedIntents();
+}
+
+void ImageRenderer::RefreshOblique(bool fast) {
+  HWND window = nullptr;
+  Image* oblique = nullptr;
+  for (const auto& [handle, record] : viewports_) {
+    Image* image = record.currentImage;
+    if (image != nullptr && image->Info() != nullptr && image->Info()->GetMprType() == spatial::kMprObliqueRole) {
+      window = handle;
+      oblique = image;
+    }
+  }
+  if (oblique == nullptr) return;
+  auto pixels = std::make_shared<PixelData>(spatial::GenerateMprPixels(*oblique->Info(), loader_));
+  oblique->ReloadPixels(window, FramePixels(std::move(pixels), 0, 0), fast);
 }

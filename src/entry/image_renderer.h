@@ -72,6 +72,14 @@ class ImageRenderer {
   // pixel data." when the loader holds no pixels for `uid`; the picture then stays as it was.
   void ResetImage(const char16_t* uid, HWND window);
 
+  // Ends the MPR, and every window whose image belongs to a series the MPR derived loses its images
+  // and its record.
+  void EndMprMode();
+  // The MPR's oblique image, shown in the last window (in window order) whose image is one, made
+  // afresh from the MPR state and drawn: `fast` during a drag, in full otherwise. Nothing when no
+  // window shows it. Throws the failures of the pixels and of the draw.
+  void RefreshOblique(bool fast);
+
   // The process-wide switches, flipped, and every shown image brought in line: a shutter switch reloads
   // each current image's pixels from the loader and redraws it, an overlay switch redraws it in full.
   // Windows that are gone are passed over. Failures of the load or the draw are thrown as they come.
@@ -84,8 +92,8 @@ class ImageRenderer {
     std::map<ImageKey, std::shared_ptr<Image>> images;
   };
 
-  // The loader's pixels of the strategy's image (the one place they are fetched); null when the file
-  // has none.
+  // The pixels of the strategy's image (the one place they are fetched): computed for an image of a
+  // derived MPR or MIP series, else the loader's; null when there are none.
   std::shared_ptr<PixelData> LoadPixels(ImageInfoStrategy& strategy) const;
   PresentationIntent* AcquirePresentationIntent(HWND window, bool keep);
   void InstallPresentationIntent(std::unique_ptr<PresentationIntent> intent, HWND window);

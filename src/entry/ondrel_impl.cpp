@@ -41,8 +41,7 @@ HRESULT COndrelImpl::RenderImage(IImageInfoNW* pImgInfo, HWND hViewPort, VARIANT
   std::unique_ptr<ImageInfoStrategy> strategy;
   const HRESULT made = core_.Frame([&] {
     strategy = std::make_unique<ImageInfoWStationStrategy>(pImgInfo);
-    if (strategy->GetMprType() >= 2 || strategy->GetMipType() >= 2 || strategy->GetVolumeType() >= 2)
-      THROW_MY_EXCEPTION("Derived series are not rendered by this build.");
+    if (strategy->GetVolumeType() >= 2) THROW_MY_EXCEPTION("Volume series are not rendered by this build.");
   });
   if (FAILED(made)) return made;
   return core_.Render(std::move(strategy), hViewPort, bKeepPresIntent);
@@ -167,92 +166,6 @@ HRESULT COndrelImpl::SynchronizeSeries(HWND hCrtViewPort, HWND hSynchViewPort, V
 
 HRESULT COndrelImpl::CalculateSynchronizeSeriesOffset(HWND hCrtViewPort, HWND hSynchViewPort) {
   const HRESULT checked = core_.Check({WindowHandle(hCrtViewPort), WindowHandle(hSynchViewPort)});
-  if (FAILED(checked)) return checked;
-  return core_.NotImplemented();
-}
-
-HRESULT COndrelImpl::GenerateMprSeries(IImageInfoNW* pImgInfo, ISeriesInfoNW** ppMprSeriesInfo1,
-                                       ISeriesInfoNW** ppMprSeriesInfo2, ISeriesInfoNW** ppMprSeriesInfoOblique) {
-  const HRESULT checked = core_.Check(
-      {Pointer(pImgInfo), Pointer(ppMprSeriesInfo1), Pointer(ppMprSeriesInfo2), Pointer(ppMprSeriesInfoOblique)});
-  if (FAILED(checked)) return checked;
-  return core_.NotImplemented();
-}
-
-HRESULT COndrelImpl::SaveMprSeries(BSTR, BSTR, BSTR) { return core_.NotImplemented(); }
-
-HRESULT COndrelImpl::EndMprMode() { return core_.NotImplemented(); }
-
-HRESULT COndrelImpl::GetMprMode(MprOperationsEnum* pMode) {
-  const HRESULT checked = core_.Check({Pointer(pMode)});
-  if (FAILED(checked)) return checked;
-  return core_.NotImplemented();
-}
-
-HRESULT COndrelImpl::MprOnMouseButtonDown(HWND hViewPort, tagPOINT, VARIANT_BOOL* pbProcessed) {
-  const HRESULT checked = core_.Check({WindowHandle(hViewPort), Pointer(pbProcessed)});
-  if (FAILED(checked)) return checked;
-  return core_.NotImplemented();
-}
-
-HRESULT COndrelImpl::MprOnMouseMove(HWND hViewPort, tagPOINT, VARIANT_BOOL* pbProcessed) {
-  const HRESULT checked = core_.Check({WindowHandle(hViewPort), Pointer(pbProcessed)});
-  if (FAILED(checked)) return checked;
-  return core_.NotImplemented();
-}
-
-HRESULT COndrelImpl::MprOnMouseButtonUp(HWND hViewPort, tagPOINT, VARIANT_BOOL* pbProcessed, VARIANT_BOOL* pbComplete) {
-  const HRESULT checked = core_.Check({WindowHandle(hViewPort), Pointer(pbProcessed), Pointer(pbComplete)});
-  if (FAILED(checked)) return checked;
-  return core_.NotImplemented();
-}
-
-HRESULT COndrelImpl::MprOnDoubleClick(HWND hViewPort, VARIANT_BOOL* pbProcessed) {
-  const HRESULT checked = core_.Check({WindowHandle(hViewPort), Pointer(pbProcessed)});
-  if (FAILED(checked)) return checked;
-  return core_.NotImplemented();
-}
-
-HRESULT COndrelImpl::GenerateMipSeries(IImageInfoNW* pImgInfo, ISeriesInfoNW** ppMipSeriesInfo) {
-  const HRESULT checked = core_.Check({Pointer(pImgInfo), Pointer(ppMipSeriesInfo)});
-  if (FAILED(checked)) return checked;
-  return core_.NotImplemented();
-}
-
-HRESULT COndrelImpl::EndMipMode() { return core_.NotImplemented(); }
-
-HRESULT COndrelImpl::GetMipMode(MipOperationsEnum* pMode) {
-  const HRESULT checked = core_.Check({Pointer(pMode)});
-  if (FAILED(checked)) return checked;
-  return core_.NotImplemented();
-}
-
-HRESULT COndrelImpl::SetMipMode(MipOperationsEnum) { return core_.NotImplemented(); }
-
-HRESULT COndrelImpl::MipOnMouseButtonDown(HWND hViewPort, tagPOINT, VARIANT_BOOL* pbProcessed) {
-  const HRESULT checked = core_.Check({WindowHandle(hViewPort), Pointer(pbProcessed)});
-  if (FAILED(checked)) return checked;
-  return core_.NotImplemented();
-}
-
-HRESULT COndrelImpl::MipOnMouseMove(HWND hViewPort, tagPOINT, VARIANT_BOOL* pbProcessed) {
-  const HRESULT checked = core_.Check({WindowHandle(hViewPort), Pointer(pbProcessed)});
-  if (FAILED(checked)) return checked;
-  return core_.NotImplemented();
-}
-
-HRESULT COndrelImpl::MipOnMouseButtonUp(HWND hViewPort, tagPOINT, VARIANT_BOOL* pbProcessed, VARIANT_BOOL* pbComplete) {
-  const HRESULT checked = core_.Check({WindowHandle(hViewPort), Pointer(pbProcessed), Pointer(pbComplete)});
-  if (FAILED(checked)) return checked;
-  return core_.NotImplemented();
-}
-
-HRESULT COndrelImpl::MipOnDoubleClick(HWND hViewPort, VARIANT_BOOL* pbProcessed) {
-  return MprOnDoubleClick(hViewPort, pbProcessed);  // one operation for both modes
-}
-
-HRESULT COndrelImpl::MipRotate(HWND hViewPort, LONG, LONG) {
-  const HRESULT checked = core_.Check({WindowHandle(hViewPort)});
   if (FAILED(checked)) return checked;
   return core_.NotImplemented();
 }

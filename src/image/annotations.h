@@ -19,3 +19,18 @@ class ImageAnnotations {
   virtual void DrawReferenceLines(HDC dc, const RECT& dest) = 0;
   virtual void Draw(HDC dc, const RECT& dest) = 0;
 };
+
+class Image;
+
+// What a viewport lays over every picture it shows in a full draw, after the overlays and before the
+// image's own annotations: the MPR line and its slab on the images of an MPR's source. Attached to an
+// image (Image::AttachViewportLines) by whoever makes the images a viewport shows, and not owned by
+// it: it outlives them.
+class ViewportLines {
+ public:
+  virtual ~ViewportLines() = default;
+
+  // Draw on `dc`, a context of the window where `image` stands at its display rectangle. Failures are
+  // thrown as MyException.
+  virtual void Draw(HDC dc, Image& image) = 0;
+};

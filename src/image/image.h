@@ -52,6 +52,8 @@ class Image {
   // one attached before goes. Temporary images (imports, exports) have none.
   void AttachAnnotations(std::unique_ptr<ImageAnnotations> annotations) { annotations_ = std::move(annotations); }
   ImageAnnotations* Annotations() const { return annotations_.get(); }
+  // What the viewport draws over the picture before the annotations (see ViewportLines); not owned.
+  void AttachViewportLines(ViewportLines* lines) { viewportLines_ = lines; }
   Photometric PhotometricInterpretation() const { return photometric_; }
   bool IsColour() const { return ::IsColour(photometric_); }
   // Rescaled values of every stored value, made at the first draw: entry i is (int)(i * slope +
@@ -148,6 +150,7 @@ class Image {
   std::optional<WindowLevel> appliedWindowLevel_;
   Photometric photometric_ = Photometric::Unknown;
   HBITMAP capturedBitmap_ = nullptr;
+  ViewportLines* viewportLines_ = nullptr;
   FramePixels source_;
   // Last, so that the measurements go before the strategy and the pixels they read.
   std::unique_ptr<ImageAnnotations> annotations_;

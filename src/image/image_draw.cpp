@@ -86,15 +86,17 @@ void Image::FullDraw(HWND window) {
   DrawTagMark(window, graphics.get(), client);
   const WindowLevel applied = appliedWindowLevel_.value_or(WindowLevel{});
   Overlays(info_.get()).Draw(window, client, applied.window, applied.level, intent_->threshold, intent_->filter);
-  // The MPR lines are to come between the overlays and the annotations.
-  if (annotations_) {
+  if (annotations_ || viewportLines_ != nullptr) {
     struct WindowContext {
       HWND window;
       HDC dc;
       ~WindowContext() { ReleaseDC(window, dc); }
     } context{window, GetDC(window)};
-    annotations_->DrawReferenceLines(context.dc, displayRect_);
-    annotations_->Draw(context.dc, displayRect_);
+    if (viewportLines_ != nullptr) viewportLines_->Draw(context.dc, *this);
+    if (annotations_) {
+      annotations_->DrawReferenceLines(context.dc, displayRect_);
+      annotations_->Draw(context.dc, displayRect_);
+    }
   }
 }
 

@@ -68,10 +68,8 @@ bool MeasAnnotTool::HitGrip(POINT point, PixelPoint anchor) const {
   return PtInRect(&grip, point) != FALSE;
 }
 
-bool MeasAnnotTool::HitSegment(POINT point, PixelPoint a, PixelPoint b) const {
-  const POINT p = ToScreen(a);
-  const POINT q = ToScreen(b);
-  const std::int64_t g = GripSize();
+bool HitSegmentOnScreen(POINT point, POINT p, POINT q, int tolerance) {
+  const std::int64_t g = tolerance;
   if (point.x < std::min(p.x, q.x) - g || point.x > std::max(p.x, q.x) + g || point.y < std::min(p.y, q.y) - g ||
       point.y > std::max(p.y, q.y) + g)
     return false;
@@ -89,6 +87,10 @@ bool MeasAnnotTool::HitSegment(POINT point, PixelPoint a, PixelPoint b) const {
     distance = static_cast<double>(cross) / static_cast<double>(std::sqrt(static_cast<float>(dx * dx + dy * dy)));
   }
   return static_cast<double>(g) >= distance;
+}
+
+bool MeasAnnotTool::HitSegment(POINT point, PixelPoint a, PixelPoint b) const {
+  return HitSegmentOnScreen(point, ToScreen(a), ToScreen(b), GripSize());
 }
 
 bool MeasAnnotTool::HitEllipseOutline(POINT point, PixelPoint a, PixelPoint b) const {

@@ -22,6 +22,10 @@
 class Measurements;
 class TextAnnotationTool;
 
+// Whether `point` lies within `tolerance` of the segment p-q and of its bounding box, all in client
+// pixels: the hit test of a line on the screen.
+bool HitSegmentOnScreen(POINT point, POINT p, POINT q, int tolerance);
+
 // The lines of a label or a text note, in Windows-1252, one a line.
 using TextLines = std::vector<std::string>;
 

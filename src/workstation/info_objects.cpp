@@ -63,6 +63,18 @@ class SeriesInfo final : public GraphObject<ISeriesInfoNW> {
   HRESULT AddImageToSeries(IImageInfoNW* image) override;
   HRESULT GetSeriesImages(SAFEARRAY** images) override { return ChildVector(images); }
   HRESULT SetSeriesPixelSpacing(double horizontal, double vertical) override;
+  HRESULT SetMprSource(ISeriesInfoNW* source) override { return SetSource(source, mprSource_); }
+  HRESULT GetMprSource(ISeriesInfoNW** source) override { return GetSource(mprSource_, source); }
+  HRESULT SetMipSource(ISeriesInfoNW* source) override { return SetSource(source, mipSource_); }
+  HRESULT GetMipSource(ISeriesInfoNW** source) override { return GetSource(mipSource_, source); }
+
+ private:
+  HRESULT SetSource(ISeriesInfoNW* source, SeriesInfo*& slot);
+  static HRESULT GetSource(SeriesInfo* slot, ISeriesInfoNW** source);
+
+  // Members of this series' family once set (the series joined their study), so plain pointers.
+  SeriesInfo* mprSource_ = nullptr;
+  SeriesInfo* mipSource_ = nullptr;
 };
 
 // What the workstation's image object and the media's have in common.
@@ -106,6 +118,28 @@ class ImageInfo final : public ImageBase<IImageInfoNW> {
 HRESULT PatientInfo::AddStudyToPatient(IStudyInfoNW* study) { return AdoptChild<StudyInfo>(study); }
 HRESULT StudyInfo::AddSeriesToStudy(ISeriesInfoNW* series) { return AdoptChild<SeriesInfo>(series); }
 HRESULT SeriesInfo::AddImageToSeries(IImageInfoNW* image) { return AdoptChild<ImageInfo>(image); }
+
+HRESULT SeriesInfo::SetSource(ISeriesInfoNW* source, SeriesInfo*& slot) {
+  if (source == nullptr) return E_POINTER;
+  auto* impl = dynamic_cast<SeriesInfo*>(source);
+  auto* study = impl != nullptr ? dynamic_cast<StudyInfo*>(impl->Parent()) : nullptr;
+  // A source in another study than this series' own would leave the pointer to another family.
+  if (study == nullptr || (Parent() != nullptr && Parent() != study)) return E_INVALIDARG;
+  if (Parent() == nullptr) {
+    const HRESULT hr = study->AddSeriesToStudy(this);
+    if (FAILED(hr)) return hr;
+  }
+  slot = impl;
+  return S_OK;
+}
+
+HRESULT SeriesInfo::GetSource(SeriesInfo* slot, ISeriesInfoNW** source) {
+  if (source == nullptr) return E_POINTER;
+  *source = slot;
+  if (slot == nullptr) return OLE_E_BLANK;
+  slot->AddRef();
+  return S_OK;
+}
 
 HRESULT SeriesInfo::SetSeriesPixelSpacing(double horizontal, double vertical) {
   for (GraphNode* child : Children()) static_cast<ImageInfo*>(child)->SetPixelSpacing(horizontal, vertical);
