@@ -7,9 +7,12 @@
 
 #include "console_text.h"
 #include "failure_text.h"
+#include "foundation/exceptions.h"
 #include "foundation/text_utils.h"
 #include "foundation/uid.h"
 #include "host_setup.h"
+#include "object_report.h"
+#include "output_file.h"
 #include "ondrel/platform/gdiplus.h"
 #include "ondrel/platform/host_window.h"
 #include "ondrel/platform/hresult_exception.h"
@@ -219,6 +222,12 @@ void ScriptHost::RunLine(const std::string& line, std::ostream& out) {
     const char character = key == "enter" ? '\r' : key == "backspace" ? '\b' : static_cast<char>(KeyCode(key));
     if (!platform::DeliverCharacterToFocus(window, character))
       throw ScriptError{"no edit window of " + words[1].text + " has the focus"};
+  } else if (command == "show") {
+    RequireCount(words, 1, 1);
+    Show(words[1].text, out);
+  } else if (command == "pixels") {
+    RequireCount(words, 2, 2);
+    WritePixels(words[1].text, words[2].text, out);
   } else if (command == "expect") {
     const std::size_t at = line.find("expect") + 6;
     std::string expected = line.substr(at);
@@ -450,6 +459,34 @@ void ScriptHost::NameSeries(const std::string& name, ISeriesInfoNW* series) {
     images_[imageName] = images[i];
     mediaImages_.erase(imageName);  // a series a method returns has no media objects
   }
+}
+
+void ScriptHost::Show(const std::string& name, std::ostream& out) {
+  std::string report;
+  if (const auto series = series_.find(name); series != series_.end()) {
+    report = SeriesReport(series->second.Get());
+  } else if (const auto image = images_.find(name); image != images_.end()) {
+    report = ImageReport(image->second.Get());
+  } else {
+    throw ScriptError{"no series or image named " + name};
+  }
+  out << report;
+  lastOutput_ = report;
+}
+
+void ScriptHost::WritePixels(const std::string& name, const std::string& file, std::ostream& out) {
+  const auto image = images_.find(name);
+  if (image == images_.end()) throw ScriptError{"no image named " + name};
+  std::vector<std::uint8_t> pixels;
+  try {
+    pixels = CorePixels(image->second.Get());
+  } catch (const MyException& failure) {
+    const std::string text = ToConsole(ReportText(failure));
+    throw Failure{name + ": the pixels can't be made: " + CoreMessage(text), text};
+  }
+  WriteOutputFile(file, pixels.data(), pixels.size());
+  lastOutput_ = "pixels " + name + " bytes=" + std::to_string(pixels.size());
+  out << lastOutput_ << "\n";
 }
 
 void ScriptHost::SaveWindow(const std::string& name, const std::string& file) {

@@ -66,6 +66,8 @@ class ScriptHost {
   void BuildSeries(const std::string& name, const std::vector<std::string>& paths);
   void NameSeries(const std::string& name, ISeriesInfoNW* series);
   void SaveWindow(const std::string& name, const std::string& file);
+  void Show(const std::string& name, std::ostream& out);
+  void WritePixels(const std::string& name, const std::string& file, std::ostream& out);
   HWND WindowNamed(const std::string& name) const;
   IOndrel& MainComponent();
   IOndrelDicomDir& MediaComponent();

@@ -1,0 +1,186 @@
+#!/usr/bin/python3
+"""The pixels of the MPR's derived images against the volume they were cut from.
+
+For each case a stack is written by scripts/make_mpr_stack.py from a volume that numpy holds; `ondrel
+run` generates the MPR, sets the slab as a user does (a mode, a drag of a slab line) and writes the
+pixels the core makes of chosen derived images. Each is compared sample for sample with what this
+script works out from the volume by the rules of the reformat: which voxel each scan line sample
+reads (beside the line, across the slab, the last one on the slice for a plain reformat, the largest or
+smallest in a slab mode, the slice's first sample where the slab misses it), and how the rows between
+two slices' depths blend their scan lines.
+
+Usage: mpr_pixels_oracle.py ONDREL REPOSITORY WORKDIR
+"""
+
+import math
+import os
+import subprocess
+import sys
+
+import numpy as np
+
+ONDREL, REPOSITORY, WORKDIR = (os.path.abspath(arg) for arg in sys.argv[1:4])
+KINDS = {"u16": (12, False, True), "s16": (16, True, True), "u8": (8, False, False), "s8": (8, True, False)}
+
+
+def trunc(value):
+    return int(value)  # toward zero
+
+
+def make_stack(name, **options):
+    folder = os.path.join(WORKDIR, name)
+    command = ["/usr/bin/python3", os.path.join(REPOSITORY, "scripts/make_mpr_stack.py"), "--out", folder]
+    for key, value in options.items():
+        command += ["--" + key.replace("_", "-"), str(value)]
+    subprocess.run(command, check=True, stderr=subprocess.DEVNULL)
+    return folder, np.load(os.path.join(folder, "volume.npy"))
+
+
+def run_script(folder, lines):
+    script = os.path.join(folder, "case.ondrel")
+    with open(script, "w") as out:
+        out.write("\n".join(lines) + "\n")
+    result = subprocess.run([ONDREL, "run", script], capture_output=True, text=True, cwd=folder)
+    if result.returncode != 0:
+        sys.exit(f"ondrel run failed:\n{result.stdout}\n{result.stderr}")
+    return result.stdout
+
+
+class Reformat:
+    """The rules of the scan lines and the depth rows, on an untilted stack (no shifts, no offsets)."""
+
+    def __init__(self, volume, kind, slice_spacing, pixel_spacing, flags, half_width):
+        self.volume = volume
+        self.bits, self.signed, self.wide = KINDS[kind]
+        self.slices, self.rows, self.columns = volume.shape
+        self.depths = [i * slice_spacing for i in range(self.slices)]
+        self.spacing = pixel_spacing
+        self.flags = flags
+        self.half_width = half_width
+        dx, dy = self.columns - 1, self.rows - 1  # the line from (0, 0) along the stack's diagonal
+        length = math.hypot(dx, dy)
+        self.sin, self.cos = dy / length, dx / length
+        self.line = (dx, dy)
+
+    def stored(self, value):
+        return value + (1 << self.bits) if value < 0 else value
+
+    def fold(self, samples):
+        start = (-128 if not self.wide else -32768) if self.flags & 1 else (127 if not self.wide else 32767) if self.flags & 2 else 0
+        accumulator = start
+        for sample in samples:
+            if self.flags & 1 and sample > accumulator:
+                accumulator = sample
+            elif self.flags & 2 and sample < accumulator:
+                accumulator = sample
+            elif self.flags == 0:
+                accumulator = sample
+        return accumulator
+
+    def scan_line(self, s, role, position, width):
+        count = trunc(self.half_width * 2.0)
+        slab_cos, slab_sin = trunc(self.half_width * self.cos), trunc(self.half_width * self.sin)
+        line = []
+        for j in range(width):
+            if role == 2:
+                row_base, column_base = position, j
+            elif role == 3:
+                row_base, column_base = j, position
+            else:
+                row_base = trunc(j * self.spacing / self.spacing * self.sin + 0)
+                column_base = trunc(j * self.spacing / self.spacing * self.cos + 0)
+            samples = []
+            for k in range(max(count, 1)):
+                row = trunc(k * self.cos) + row_base + slab_cos
+                column = trunc(k * self.sin) + column_base - slab_sin
+                if 0 <= row < self.rows and 0 <= column < self.columns:
+                    samples.append(int(self.volume[s, row, column]))
+            first = self.stored(int(self.volume[s, 0, 0]))
+            line.append(self.stored(self.fold(samples)) if samples else first)
+        return line
+
+    def image(self, role, instance, thickness, depth_rows, width):
+        position = trunc((instance - 1) * thickness / self.spacing)
+        lines = [self.scan_line(s, role, position, width) for s in range(self.slices)]
+        signed = lambda v: v - (1 << self.bits) if self.signed and v & (1 << (self.bits - 1)) else v
+        out = np.zeros((depth_rows, width), dtype=np.int64)
+        for r in range(depth_rows):
+            target = (depth_rows - r) * self.spacing
+            lower = upper = None
+            for s, depth in enumerate(self.depths):
+                if target - depth > 1e-6:
+                    lower = s
+                    continue
+                if abs(target - depth) < 1e-6:
+                    lower = s
+                else:
+                    upper = s
+                break
+            row_a = depth_rows - trunc(self.depths[lower] / self.spacing)
+            row_b = depth_rows - (trunc(self.depths[upper] / self.spacing) if upper is not None else 0)
+            for j in range(width):
+                a = signed(lines[lower][j])
+                if upper is not None and row_a != row_b:
+                    b = signed(lines[upper][j])
+                    value = trunc(a * ((row_b - r) / (row_b - row_a)) + b * ((r - row_a) / (row_b - row_a)))
+                else:
+                    value = a
+                out[r, j] = self.stored(value)
+        return out
+
+
+def oblique_width(columns, rows):
+    width = trunc(math.hypot(columns - 1, rows - 1))
+    return width + 4 - (width & 3) if width & 3 else width
+
+
+def check_case(name, kind, flags, slab_drag=None, images=(("first", 2, 3), ("second", 3, 5), ("oblique", 4, 1))):
+    slice_spacing, pixel_spacing = 2.0, 1.0
+    folder, volume = make_stack(name, kind=kind, slices=12, rows=40, columns=56,
+                                slice_spacing=slice_spacing, pixel_spacing=pixel_spacing)
+    lines = ["window source 56 40", "series ct .", "call GenerateMprSeries ct[0] ? ? ? as first second oblique",
+             "call RenderImage ct[3] source false"]
+    if flags:
+        lines.append(f"call SetMipMode {flags}")
+    if slab_drag is not None:
+        press, release = slab_drag
+        lines += [f"call MipOnMouseButtonDown source {press} ?", "expect out=-1",
+                  f"call MipOnMouseButtonUp source {release} ? ?", "expect out=-1 out=-1"]
+    for series, _, index in images:
+        lines.append(f"pixels {series}[{index - 1}] {series}.raw")
+    run_script(folder, lines)
+
+    half_width = 20.0
+    if slab_drag is not None:
+        # The slab's half width: the distance of the release point (client pixels are image pixels
+        # here, the window showing the image 1:1) from the line.
+        x, y = map(int, slab_drag[1].split(","))
+        half_width = abs(x * 39 - y * 55) / math.hypot(55, 39)
+    reformat = Reformat(volume, kind, slice_spacing, pixel_spacing, flags, half_width)
+    depth_rows = trunc(11 * slice_spacing / pixel_spacing)
+    depth_rows += (4 - depth_rows % 4) % 4
+    for series, role, instance in images:
+        width = {2: 56, 3: 40, 4: oblique_width(56, 40)}[role]
+        expected = reformat.image(role, instance, slice_spacing, depth_rows, width)
+        raw = np.fromfile(os.path.join(folder, series + ".raw"), dtype="<u2" if reformat.wide else "u1")
+        if raw.size != expected.size:
+            sys.exit(f"{name} {series}[{instance - 1}]: {raw.size} samples, expected {expected.size}")
+        made = raw.reshape(expected.shape).astype(np.int64)
+        if not np.array_equal(made, expected):
+            r, j = np.argwhere(made != expected)[0]
+            sys.exit(f"{name} {series}[{instance - 1}]: {np.count_nonzero(made != expected)} samples differ, first at "
+                     f"row {r} column {j}: {made[r, j]}, expected {expected[r, j]}")
+    print(f"{name}: {len(images)} images as the volume gives them")
+
+
+check_case("plain_s16", "s16", 0)
+check_case("plain_u12", "u16", 0)
+check_case("maximum_s16", "s16", 1)
+check_case("minimum_u8", "u8", 2)
+# Signed 8-bit maximum: a stored 0xFF is -1 and loses to any positive sample.
+check_case("maximum_s8", "s8", 1)
+check_case("both_bits_s16", "s16", 3)
+# The slab dragged onto the line (half width 0: one sample a column) and to 0.6 pixel off it.
+check_case("half_width_0", "s16", 1, ("16,35", "0,0"))
+check_case("half_width_0_6", "s16", 1, ("16,35", "1,0"))
+print("all reformats match the volume")
