@@ -4,7 +4,10 @@
 #include <cmath>
 
 #include "foundation/exceptions.h"
+#include "dicom/vr.h"
+#include "dicom/vr_container.h"
 #include "sources/image_info_strategies.h"
+#include "spatial/mpr_pixels.h"
 #include "spatial/derived_series.h"
 #include "spatial/mpr_state.h"
 
@@ -68,6 +71,14 @@ void AddDerivedImages(const DerivedSeriesPlan& plan, const DerivedSeries& series
     WriteDerivedPlacement(image.Get(), plan.role);
     CHECK_COM_CALL(series.series->AddImageToSeries(image.Get()), series.series.Get(), ISeriesInfoNW::kIid);
   }
+}
+
+// Hands a derived image's data set to the workstation's storage, the DataAccess Store. This
+// workstation has no store yet: the hand-over fails as it does wherever the store's class is not
+// registered.
+[[noreturn]] void StoreDerivedImage(const DicomEngine::DicomData&) {
+  THROW_MY_EXCEPTION_F(256, "Failed to create the DataAccess Store object. HRESULT=%0X",
+                       static_cast<unsigned>(REGDB_E_CLASSNOTREG));
 }
 
 }  // namespace
@@ -173,6 +184,34 @@ void GenerateMprSeries(IImageInfoNW* image, ISeriesInfoNW** first, ISeriesInfoNW
   state.mprMode = MPR_MODE_GENERATED;
 }
 
-void SaveMprSeries(BSTR, BSTR, BSTR, ImageLoader&) {}
+void SaveMprSeries(BSTR firstDescription, BSTR secondDescription, BSTR obliqueDescription, ImageLoader& loader) {
+  MprState& state = Mpr();
+  const std::pair<ISeriesInfoNW*, BSTR> targets[] = {{state.seriesInfo1.Get(), firstDescription},
+                                                     {state.seriesInfo2.Get(), secondDescription},
+                                                     {state.seriesInfoOblique.Get(), obliqueDescription}};
+  for (const auto& [series, description] : targets) {
+    if (series == nullptr) continue;
+    CHECK_COM_CALL(series->SetSeriesDescription(description), series, ISeriesInfoNW::kIid);
+    SAFEARRAY* raw = nullptr;
+    CHECK_COM_CALL(series->GetSeriesImages(&raw), series, ISeriesInfoNW::kIid);
+    const std::unique_ptr<SAFEARRAY, HRESULT (*)(SAFEARRAY*)> images(raw, &SafeArrayDestroy);
+    LONG upper = -1;
+    SafeArrayGetUBound(images.get(), 1, &upper);
+    for (LONG i = 0; i <= upper; ++i) {
+      ComPtr<IUnknown> element;
+      CHECK_COM_CALL(SafeArrayGetElement(images.get(), &i, element.GetAddressOf()), nullptr, IID_IUnknown);
+      ComPtr<IImageInfoNW> image;
+      CHECK_COM_CALL(element.As(&image), element.Get(), IID_IUnknown);
+      ImageInfoWStationStrategy strategy(image.Get());
+      DicomEngine::DicomData data(false);
+      strategy.FillDicomData(data);
+      ByteBlock pixels = GenerateMprPixels(strategy, loader);
+      const auto length = static_cast<std::uint32_t>(pixels.Size());
+      data.Add(std::make_unique<DicomEngine::VRBinary>("OB", 0x7FE0, 0x0010, length, std::move(pixels).Release()),
+               true);
+      StoreDerivedImage(data);
+    }
+  }
+}
 
 }  // namespace spatial

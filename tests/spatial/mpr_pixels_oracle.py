@@ -173,6 +173,92 @@ def check_case(name, kind, flags, slab_drag=None, images=(("first", 2, 3), ("sec
     print(f"{name}: {len(images)} images as the volume gives them")
 
 
+def check_gestures():
+    """The MPR line and the slab as a user moves them, with the modes the host reads meanwhile."""
+    folder, _ = make_stack("gestures", kind="s16", slices=12, rows=40, columns=56)
+    run_script(folder, [
+        "window source 56 40", "window view 64 64", "series ct .",
+        "call GenerateMprSeries ct[0] ? ? ? as first second oblique",
+        "call RenderImage first[3] view false",
+        # A press on an orthogonal reformat is not the line's, nor a move without a press.
+        "call MprOnMouseButtonDown view 10,10 ?", "expect out=0",
+        "call RenderImage ct[3] source false", "call RenderImage oblique[0] view false",
+        "call MprOnMouseMove source 20,20 ?", "expect out=0",
+        # The line runs from (0, 0) to (55, 39), its centre at (27, 19): a press on the centre, also on
+        # the line, shifts; a drag far outside the stack leaves the line where it was.
+        "call MprOnMouseButtonDown source 27,19 ?", "expect out=-1",
+        "call GetMprMode ?", "expect out=MPR_MODE_TRANSLATION",
+        "call MprOnMouseMove source 300,19 ?", "expect out=-1",
+        "call GetMprMode ?", "expect out=MPR_MODE_TRANSLATION",
+        "show oblique[0]", "expect ImagePosition=-100.000000\\-80.000000\\62.000000",
+        "call MprOnMouseButtonUp source 27,19 ? ?", "expect out=-1 out=-1",
+        "call GetMprMode ?", "expect out=MPR_MODE_GENERATED",
+        # A press on the line away from the centre turns it; straight below the centre it stands
+        # vertical, from the top to the bottom of the stack, and the oblique image follows: 39 pixels
+        # long, 40 columns.
+        "call MprOnMouseButtonDown source 14,10 ?", "expect out=-1",
+        "call GetMprMode ?", "expect out=MPR_MODE_ROTATION",
+        "call MprOnMouseMove source 27,35 ?", "expect out=-1",
+        "show oblique[0]", "expect Columns=40",
+        "expect ImagePosition=-73.000000\\-80.000000\\62.000000",
+        "expect ImageOrientation=0.000000\\1.000000\\0.000000\\0.000000\\0.000000\\-1.000000",
+        "call MprOnMouseButtonUp source 27,35 ? ?", "expect out=-1 out=-1",
+        "call MprOnMouseButtonUp source 27,35 ? ?", "expect out=0 out=-1",
+        "call MprOnDoubleClick source ?", "expect out=0",
+        # The slab of the vertical line, 20 pixels either side: a press away from both slab lines is
+        # not taken; one on a slab line in maximum mode drags it (17), and the release ends the drag.
+        "call SetMipMode MIP_MODE_MAXIP",
+        "call MipOnMouseButtonDown source 27,20 ?", "expect out=0",
+        "call GetMipMode ?", "expect out=MIP_MODE_MAXIP",
+        "call MipOnMouseButtonDown source 7,20 ?", "expect out=-1",
+        "call GetMipMode ?", "expect out=17",
+        "call MipOnMouseMove source 17,20 ?", "expect out=-1",
+        "call MipOnMouseButtonUp source 17,20 ? ?", "expect out=-1 out=-1",
+        "call GetMipMode ?", "expect out=MIP_MODE_MAXIP",
+        # Minimum and back keeps the dragged half width of 10; from no mode it starts again at 20.
+        "call SetMipMode MIP_MODE_MINIP", "call SetMipMode MIP_MODE_MAXIP",
+        "call MipOnMouseButtonDown source 17,20 ?", "expect out=-1",
+        "call MipOnMouseButtonUp source 17,20 ? ?",
+        "call SetMipMode MIP_MODE_NONE", "call SetMipMode MIP_MODE_MAXIP",
+        "call MipOnMouseButtonDown source 17,20 ?", "expect out=0",
+        # In no mode a press on a slab line still takes it.
+        "call EndMipMode", "call GetMipMode ?", "expect out=MIP_MODE_NONE",
+        "call MipOnMouseButtonDown source 7,20 ?", "expect out=-1",
+        "call GetMipMode ?", "expect out=MIP_MODE_TRANSLATION",
+        "call MipOnMouseButtonUp source 7,20 ? ?", "expect out=-1 out=-1",
+        "call MipRotate source 40 0", "expect MipRotate -> 0x00000000",
+        # Saving names the series and makes each image's data set; this workstation has no store.
+        'call SaveMprSeries "coronal" "sagittal" "oblique"',
+        "expect Failed to create the DataAccess Store object. HRESULT=80040154",
+        "show first", "expect SeriesDescription=coronal",
+        # Ending the MPR drops the windows of derived images and the mode.
+        "call EndMprMode", "call GetMprMode ?", "expect out=MPR_MODE_NONE",
+        "call GetCurrentImageZoom view ?", "expect out=100",
+    ])
+    print("gestures: the line, the slab and the modes move as a user drags them")
+
+
+def check_mip():
+    """The MIP of a coronal stack projects along -y onto the slices; of an axial one nothing passes."""
+    # The image's rows run along the row direction, the column direction or their cross product,
+    # whichever is strongest along z, and the ray along whichever is strongest along y.
+    for orientation, expect_pixels, rows_direction in (("coronal", True, "-1.000000\\-0.000000\\-0.000000"),
+                                                       ("axial", False, "1.000000\\-0.000000\\0.000000")):
+        folder, volume = make_stack("mip_" + orientation, kind="s16", slices=12, rows=40, columns=56,
+                                    orientation=orientation)
+        run_script(folder, ["series ct .", "call GenerateMipSeries ct[0] ? as mip", "show mip[0]",
+                            f"expect ImageOrientation={rows_direction}\\0.000000\\0.000000\\-1.000000",
+                            "pixels mip[0] mip.raw"])
+        made = np.fromfile(os.path.join(folder, "mip.raw"), dtype="<u2")
+        if made.size == 0 or (np.count_nonzero(made) > 0) != expect_pixels:
+            sys.exit(f"mip {orientation}: {np.count_nonzero(made)} of {made.size} samples set")
+        if expect_pixels and made.max() > volume.max():
+            sys.exit(f"mip {orientation}: {made.max()} is above the volume's largest value")
+    print("mip: the coronal stack projects, the axial one gives nothing")
+
+
+check_gestures()
+check_mip()
 check_case("plain_s16", "s16", 0)
 check_case("plain_u12", "u16", 0)
 check_case("maximum_s16", "s16", 1)
