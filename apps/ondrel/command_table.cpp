@@ -6,6 +6,7 @@
 
 #include "dump_command.h"
 #include "import_command.h"
+#include "mpr_command.h"
 #include "pixels_command.h"
 #include "render_command.h"
 #include "run_command.h"
@@ -68,6 +69,8 @@ constexpr std::array kCommands{
             "ondrel render INPUT -o OUT.png [OPTION...]", kRenderHelp, RunRender, true, true},
     Command{"import", "make a DICOM file of a picture through the core", "ondrel import PICTURE -o OUT.dcm",
             kImportHelp, RunImport, false, true},
+    Command{"mpr", "write the reformats of a stack of slices, made by the core, as pictures",
+            "ondrel mpr FILE|DIR -o PREFIX [--mip]", kMprHelp, RunMpr, true, true},
     Command{"run", "drive the core's component from a script", "ondrel run SCRIPT|-|--methods", kRunHelp, RunRun,
             true, true},
 };

@@ -15,9 +15,10 @@
 //   is the core's failure text, its source the program identifier "Ondrel.OndrelImpl".
 // - E_NOTIMPL (0x80004001), after the argument checks, with error information "Not implemented.",
 //   from the methods whose work this version does not have yet: reference lines and series
-//   synchronisation (SetReferenceLinesMode to CalculateSynchronizeSeriesOffset), MPR, MIP and volume
-//   mode (GenerateMprSeries to VolumeOnDoubleClick). RenderImage of an image of a derived (MPR, MIP,
-//   volume) series fails with E_FAIL until then.
+//   synchronisation (SetReferenceLinesMode to CalculateSynchronizeSeriesOffset) and volume mode
+//   (GenerateVolumeSeries to VolumeOnDoubleClick). RenderImage of an image of a volume series fails
+//   with E_FAIL until then. SaveMprSeries fails with "Failed to create the DataAccess Store object.
+//   HRESULT=80040154" while the workstation has no store.
 // A host reads what the user measured through IOndrelMeasurements (include/ondrel/measurements.h), a
 // second interface of both components.
 // Booleans are VARIANT_BOOL: false 0, true -1; an input counts as true only when it equals -1.

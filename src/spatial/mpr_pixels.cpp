@@ -20,25 +20,26 @@ class SampleCoding {
  public:
   SampleCoding(USHORT bitsStored, bool isSigned)
       : wide_(bitsStored > 8),
-        signed_(isSigned && bitsStored > 0),
-        signBit_(bitsStored > 0 ? 1 << (std::min<int>(bitsStored, 16) - 1) : 0),
-        range_(1 << std::min<int>(bitsStored, 16)) {}
+        signMask_(isSigned && bitsStored > 0 ? 1 << (std::min<int>(bitsStored, 16) - 1) : 0),
+        range_(1 << std::min<int>(bitsStored, 16)),
+        storedMask_(bitsStored > 8 ? 0xFFFF : 0xFF) {}
 
   bool Wide() const { return wide_; }
   int Read(const std::uint8_t* bytes, std::size_t index) const {
     return wide_ ? static_cast<int>(bytes[2 * index] | (bytes[2 * index + 1] << 8)) : static_cast<int>(bytes[index]);
   }
-  int ToSigned(int raw) const { return signed_ && (raw & signBit_) != 0 ? raw - range_ : raw; }
+  // Without branches on the sample, which would keep the reads of memory from overlapping: the sign
+  // bit, doubled, is 2^bitsStored; a negative value's sign, spread, selects the range.
+  int ToSigned(int raw) const { return raw - ((raw & signMask_) << 1); }
   std::uint16_t ToStored(int value) const {
-    const int stored = value < 0 ? value + range_ : value;
-    return static_cast<std::uint16_t>(wide_ ? stored & 0xFFFF : stored & 0xFF);
+    return static_cast<std::uint16_t>((value + (range_ & (value >> 31))) & storedMask_);
   }
 
  private:
   bool wide_;
-  bool signed_;
-  int signBit_;
+  int signMask_;
   int range_;
+  int storedMask_;
 };
 
 // The fold across the slab, by the slab flags: bit 0 keeps the largest sample, bit 1 the smallest
@@ -103,6 +104,7 @@ std::vector<std::uint16_t> ScanSlices(const ScanGeometry& g, const SampleCoding&
 
   const std::size_t columns = static_cast<std::size_t>(g.outputColumns);
   std::vector<std::uint16_t> lines(state.sliceList.size() * columns);
+  std::vector<std::ptrdiff_t> offsets(columns);
   const std::size_t sliceSamples = static_cast<std::size_t>(g.sourceRows) * static_cast<std::size_t>(g.sourceColumns);
   for (std::size_t s = 0; s < state.sliceList.size(); ++s) {
     const MprSliceEntry& entry = state.sliceList[s];
@@ -141,40 +143,49 @@ std::vector<std::uint16_t> ScanSlices(const ScanGeometry& g, const SampleCoding&
           columnBase = static_cast<std::int16_t>(obliqueColumn[j] - obliqueColumnShift);
           break;
         default:
-          break;
+          break;  // another role keeps the place of the column before
       }
       // The samples lie beside the line, from + slabCos on: a plain reformat too takes the last
       // sample of the slab that falls on the slice.
-      const auto sampleAt = [&](int k, int& value) {
+      const auto offsetOf = [&](int k) -> std::ptrdiff_t {
         const auto row = static_cast<std::int16_t>(stepRow[k] + rowBase + slabCos);
         const auto column = static_cast<std::int16_t>(stepColumn[k] + columnBase - slabSin);
-        if (row < 0 || row >= g.sourceRows || column < 0 || column >= g.sourceColumns) return false;
-        value = coding.ToSigned(
-            coding.Read(pixels, static_cast<std::size_t>(row) * static_cast<std::size_t>(g.sourceColumns) +
-                                    static_cast<std::size_t>(column)));
-        return true;
+        if (row < 0 || row >= g.sourceRows || column < 0 || column >= g.sourceColumns) return -1;
+        return static_cast<std::ptrdiff_t>(row) * g.sourceColumns + column;
       };
-      bool found = false;
-      int accumulator = start;
-      int sample = 0;
+      std::ptrdiff_t offset = -1;
       if (fold == Fold::Last) {
         // The last sample on the slice wins, so the slab is walked from its far end.
-        for (int k = iterations - 1; k >= 0 && !found; --k) found = sampleAt(k, accumulator);
+        for (int k = iterations - 1; k >= 0 && offset < 0; --k) offset = offsetOf(k);
+        offsets[j] = offset;
       } else if (fold == Fold::None) {
-        for (int k = 0; k < iterations && !found; ++k) found = sampleAt(k, sample);
+        for (int k = 0; k < iterations && offset < 0; ++k) offset = offsetOf(k);
+        offsets[j] = offset;
       } else {
+        bool found = false;
+        int accumulator = start;
         for (int k = 0; k < iterations; ++k) {
-          if (!sampleAt(k, sample)) continue;
+          if ((offset = offsetOf(k)) < 0) continue;
           found = true;
+          const int sample = coding.ToSigned(coding.Read(pixels, static_cast<std::size_t>(offset)));
           if ((flags & MIP_MODE_MAXIP) != 0 && sample > accumulator) {
             accumulator = sample;
           } else if ((flags & MIP_MODE_MINIP) != 0 && sample < accumulator) {
             accumulator = sample;
           }
         }
+        // Nothing on the slice: its first sample, so that the outside of a slice looks like its corner.
+        line[j] = found ? coding.ToStored(accumulator) : firstSample;
       }
-      // Nothing on the slice: its first sample, so that the outside of a slice looks like its corner.
-      line[j] = found ? coding.ToStored(accumulator) : firstSample;
+    }
+    // The one sample of each column, read apart from the arithmetic that found it, so that the reads,
+    // most of them to memory, overlap.
+    if (fold == Fold::Last) {
+      for (int j = 0; j < g.outputColumns; ++j)
+        line[j] = offsets[j] < 0 ? firstSample
+                                 : coding.ToStored(coding.ToSigned(coding.Read(pixels, static_cast<std::size_t>(offsets[j]))));
+    } else if (fold == Fold::None) {
+      for (int j = 0; j < g.outputColumns; ++j) line[j] = offsets[j] < 0 ? firstSample : coding.ToStored(start);
     }
   }
   return lines;
@@ -233,7 +244,9 @@ ByteBlock InterpolateDepthRows(ImageInfoStrategy& derived, const std::vector<std
     const std::uint16_t* b = blend ? lines.data() + static_cast<std::size_t>(upper) * columns : nullptr;
     for (int j = 0; j < columns; ++j) {
       const int low = coding.ToSigned(a[j]);
-      const int value = blend ? TruncateToInt(low * weightLower + coding.ToSigned(b[j]) * weightUpper) : low;
+      // Both weights lie between 0 and 1: the blend stays within the samples' range.
+      const int value =
+          blend ? static_cast<int>(low * weightLower + coding.ToSigned(b[j]) * weightUpper) : low;
       store(rowStart + j, coding.ToStored(value));
     }
   }
