@@ -134,8 +134,9 @@ def oblique_width(columns, rows):
     return width + 4 - (width & 3) if width & 3 else width
 
 
-def check_case(name, kind, flags, slab_drag=None, images=(("first", 2, 3), ("second", 3, 5), ("oblique", 4, 1))):
-    slice_spacing, pixel_spacing = 2.0, 1.0
+def check_case(name, kind, flags, slab_drag=None, images=(("first", 2, 3), ("second", 3, 5), ("oblique", 4, 1)),
+               slice_spacing=2.0):
+    pixel_spacing = 1.0
     folder, volume = make_stack(name, kind=kind, slices=12, rows=40, columns=56,
                                 slice_spacing=slice_spacing, pixel_spacing=pixel_spacing)
     lines = ["window source 56 40", "series ct .", "call GenerateMprSeries ct[0] ? ? ? as first second oblique",
@@ -261,6 +262,8 @@ check_gestures()
 check_mip()
 check_case("plain_s16", "s16", 0)
 check_case("plain_u12", "u16", 0)
+# Slices 3 mm apart: two rows between each pair, blended a third and two thirds.
+check_case("thirds_s16", "s16", 0, slice_spacing=3.0)
 check_case("maximum_s16", "s16", 1)
 check_case("minimum_u8", "u8", 2)
 # Signed 8-bit maximum: a stored 0xFF is -1 and loses to any positive sample.
