@@ -7,6 +7,7 @@
 #include "spatial/mpr_state.h"
 #include "tools/gdi_scope.h"
 #include "tools/meas_annot_tool.h"
+#include "tools/measurements.h"
 
 namespace spatial {
 namespace {
@@ -16,27 +17,23 @@ constexpr int kHandleRadius = 10;
 
 // How the image stands in its window: what the transforms between client and image pixels take.
 struct View {
-  int rotation = 0;
-  bool verticalFlip = false;
-  bool horizontalFlip = false;
-  RECT dest{};
-  std::uint16_t rows = 0;
-  std::uint16_t columns = 0;
+  DisplayGeometry g;
 
-  explicit View(const Image& image) : dest(image.DisplayRect()) {
+  explicit View(const Image& image) {
+    g.dest = image.DisplayRect();
     if (const PresentationIntent* intent = image.Intent()) {
-      rotation = intent->rotation;
-      verticalFlip = intent->flipY != 0;
-      horizontalFlip = intent->flipX != 0;
+      g.rotation = intent->rotation;
+      g.verticalFlip = intent->flipY != 0;
+      g.horizontalFlip = intent->flipX != 0;
     }
-    rows = image.Info()->GetRows();
-    columns = image.Info()->GetColumns();
+    g.rows = image.Info()->GetRows();
+    g.columns = image.Info()->GetColumns();
   }
   PixelPoint ToImage(POINT point) const {
-    return ::ToImage({point.x, point.y}, rotation, verticalFlip, horizontalFlip, dest, rows, columns);
+    return ::ToImage({point.x, point.y}, g.rotation, g.verticalFlip, g.horizontalFlip, g.dest, g.rows, g.columns);
   }
   POINT ToScreen(PixelPoint point) const {
-    const PixelPoint shown = ::ToScreen(point, rotation, verticalFlip, horizontalFlip, dest, rows, columns);
+    const PixelPoint shown = ::ToScreen(point, g.rotation, g.verticalFlip, g.horizontalFlip, g.dest, g.rows, g.columns);
     return {shown.x, shown.y};
   }
 };

@@ -10,20 +10,15 @@
 #include "entry/component_test_support.h"
 #include "foundation/text_utils.h"
 #include "spatial/mpr_state.h"
+#include "workstation/graph_support.h"
 
 namespace {
 
 using component_test::ComponentTest;
 using ondrel::platform::BStr;
 using ondrel::platform::ComPtr;
-
-template <class Interface>
-ComPtr<Interface> Make(const CLSID& clsid) {
-  ComPtr<Interface> object;
-  EXPECT_EQ(CoCreateInstance(clsid, nullptr, CLSCTX_ALL, Interface::kIid, reinterpret_cast<void**>(object.GetAddressOf())),
-            S_OK);
-  return object;
-}
+using workstation_test::Create;
+using workstation_test::ImagesOf;
 
 std::string Text(IImageInfoNW* image, HRESULT (IImageInfoNW::*getter)(BSTR*)) {
   BStr text;
@@ -37,29 +32,12 @@ std::string SeriesUid(ISeriesInfoNW* series) {
   return ToNarrow(text.View());
 }
 
-std::vector<ComPtr<IImageInfoNW>> ImagesOf(ISeriesInfoNW* series) {
-  SAFEARRAY* array = nullptr;
-  EXPECT_EQ(series->GetSeriesImages(&array), S_OK);
-  LONG upper = -1;
-  SafeArrayGetUBound(array, 1, &upper);
-  std::vector<ComPtr<IImageInfoNW>> images;
-  for (LONG i = 0; i <= upper; ++i) {
-    ComPtr<IUnknown> element;
-    SafeArrayGetElement(array, &i, element.GetAddressOf());
-    ComPtr<IImageInfoNW> image;
-    element.As(&image);
-    images.push_back(image);
-  }
-  SafeArrayDestroy(array);
-  return images;
-}
-
 // An axial stack of `slices` images of 512 x 512 at 0.5 mm, `step` mm apart along z, as the study
 // builder would make it of files.
 struct Stack {
-  ComPtr<IPatientInfoNW> patient = Make<IPatientInfoNW>(CLSID_PatientInfoNW);
-  ComPtr<IStudyInfoNW> study = Make<IStudyInfoNW>(CLSID_StudyInfoNW);
-  ComPtr<ISeriesInfoNW> series = Make<ISeriesInfoNW>(CLSID_SeriesInfoNW);
+  ComPtr<IPatientInfoNW> patient = Create<IPatientInfoNW>(CLSID_PatientInfoNW);
+  ComPtr<IStudyInfoNW> study = Create<IStudyInfoNW>(CLSID_StudyInfoNW);
+  ComPtr<ISeriesInfoNW> series = Create<ISeriesInfoNW>(CLSID_SeriesInfoNW);
   std::vector<ComPtr<IImageInfoNW>> images;
 
   Stack(int slices, double step, double spacingBetweenSlices) {
@@ -68,7 +46,7 @@ struct Stack {
     series->SetModality(BStr(u"CT").Get());
     series->SetFrameOfReferenceUid(BStr(u"1.2.3.4").Get());
     for (int i = 0; i < slices; ++i) {
-      ComPtr<IImageInfoNW> image = Make<IImageInfoNW>(CLSID_ImageInfoNW);
+      ComPtr<IImageInfoNW> image = Create<IImageInfoNW>(CLSID_ImageInfoNW);
       image->SetSopInstanceUid(BStr(ToWide("1.2.3." + std::to_string(i + 1))).Get());
       image->SetSopClassUid(BStr(u"1.2.840.10008.5.1.4.1.1.2").Get());
       image->SetInstanceNumber(i + 1);
@@ -169,9 +147,9 @@ TEST_F(MprSeriesTest, NoSpacingBetweenSlicesCountsAsFiveMillimetres) {
 
 TEST_F(MprSeriesTest, AStackOfOneImageHasNoRowsAngle) {
   const Stack stack(4, 2.0, 2.0);
-  ComPtr<IPatientInfoNW> patient = Make<IPatientInfoNW>(CLSID_PatientInfoNW);
-  ComPtr<IStudyInfoNW> study = Make<IStudyInfoNW>(CLSID_StudyInfoNW);
-  ComPtr<ISeriesInfoNW> alone = Make<ISeriesInfoNW>(CLSID_SeriesInfoNW);
+  ComPtr<IPatientInfoNW> patient = Create<IPatientInfoNW>(CLSID_PatientInfoNW);
+  ComPtr<IStudyInfoNW> study = Create<IStudyInfoNW>(CLSID_StudyInfoNW);
+  ComPtr<ISeriesInfoNW> alone = Create<ISeriesInfoNW>(CLSID_SeriesInfoNW);
   patient->AddStudyToPatient(study.Get());
   study->AddSeriesToStudy(alone.Get());
   alone->AddImageToSeries(stack.images[0].Get());
