@@ -1,5 +1,5 @@
 # The core's folders are layers, each standing only on the ones below it:
-#   platform <- foundation <- dicom <- storage <- sources <- geometry <- image <- tools <- entry
+#   platform <- foundation <- dicom <- storage <- sources <- geometry <- image <- tools <- spatial <- entry
 # Each folder is an object library whose headers are reachable as "<folder>/<header>.h" only from the
 # folders that link it: the include path of a layer holds a folder of the build tree with one link,
 # named after the layer, to its sources. So an include that points up a layer does not compile.
