@@ -4,6 +4,7 @@
 
 #include "foundation/exceptions.h"
 #include "image/overlays.h"
+#include "spatial/reference_lines.h"
 #include "tools/measurements.h"
 
 namespace {
@@ -203,4 +204,24 @@ void ImageRenderer::ResetImage(const char16_t* uid, HWND window) {
   std::shared_ptr<PixelData> data = loader_.Find(uid);
   if (!data || data->Empty()) THROW_MY_EXCEPTION("The Ondrel failed to load the image pixel data.");
   image->ResetDisplay(window, FramePixels::Of(std::move(data), *image->Info()));
+}
+
+void ImageRenderer::CalculateReferenceLines(HWND projected, HWND projectee) {
+  ::CalculateReferenceLines(GetCurrentImage(projected), GetCurrentImage(projectee));
+}
+
+void ImageRenderer::SynchronizeSeries(HWND current, HWND synch, bool keep) {
+  const Image* shown = GetCurrentImage(current);
+  const Image* following = GetCurrentImage(synch);
+  if (shown == nullptr || following == nullptr || shown->Info() == nullptr || following->Info() == nullptr) return;
+  std::unique_ptr<ImageInfoStrategy> nearest = synchronization_.NearestSlice(*shown->Info(), *following->Info());
+  if (nearest && !Render(synch, std::move(nearest), keep))
+    THROW_MY_EXCEPTION("The Ondrel failed to load the image pixel data.");
+}
+
+void ImageRenderer::CalculateSynchronizeSeriesOffset(HWND current, HWND synch) {
+  const Image* shown = GetCurrentImage(current);
+  const Image* following = GetCurrentImage(synch);
+  synchronization_.CalculateOffset(shown != nullptr ? shown->Info() : nullptr,
+                                   following != nullptr ? following->Info() : nullptr);
 }

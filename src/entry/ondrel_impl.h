@@ -6,11 +6,11 @@
 // display operations (PanImage to ResetImage, the magnifying glass among them), export and import
 // (SaveImageAsFile to ImportImageAsDICOMFile, GetImageHBITMAP to GetImageCurrentPixelData), the
 // overlay and shutter switches (ToggleOverlaysVisibility to IsShutterApplied), the measurement tools
-// (MeasOnMouseButtonDown to Calibrate, and IOndrelMeasurements) and InitializeTrace.
+// (MeasOnMouseButtonDown to Calibrate, and IOndrelMeasurements), reference lines and series
+// synchronisation (SetReferenceLinesMode to CalculateSynchronizeSeriesOffset) and InitializeTrace.
 // Every other method checks its arguments and then answers E_NOTIMPL (0x80004001) with error
-// information "Not implemented.": reference lines and synchronisation, MPR, MIP and volume mode come
-// with the work that builds them; RenderImage of an image of a derived (MPR, MIP, volume) series fails
-// until then.
+// information "Not implemented.": MPR, MIP and volume mode come with the work that builds them;
+// RenderImage of an image of a derived (MPR, MIP, volume) series fails until then.
 #pragma once
 
 #include <atomic>
