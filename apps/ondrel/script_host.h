@@ -67,6 +67,7 @@ class ScriptHost {
   void NameSeries(const std::string& name, ISeriesInfoNW* series);
   void SaveWindow(const std::string& name, const std::string& file);
   HWND WindowNamed(const std::string& name) const;
+  platform::BStr SopInstanceUidOf(const std::string& name) const;
   IOndrel& MainComponent();
   IOndrelDicomDir& MediaComponent();
 
