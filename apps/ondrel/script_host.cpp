@@ -28,6 +28,8 @@ using namespace Gdiplus;
 using Word = ScriptWord;
 
 constexpr std::string_view kScriptFolderWord = "$SCRIPT_DIR";
+// uid:NAME stands for the SOP Instance UID of the image NAME.
+constexpr std::string_view kUidWord = "uid:";
 
 // The words of a line, with $SCRIPT_DIR in each replaced by the script's folder.
 std::vector<Word> SplitLine(const std::string& line, const std::string& scriptFolder) {
@@ -374,7 +376,12 @@ void ScriptHost::ParseArgument(Kind kind, const Word& word, Value& value) const 
       return;
     }
     case Kind::Text:
-      if (!word.quoted) throw ScriptError{"a text is given in double quotes, or as null: '" + word.text + "'"};
+      if (!word.quoted && word.text.starts_with(kUidWord)) {
+        value.text = SopInstanceUidOf(word.text.substr(kUidWord.size()));
+        return;
+      }
+      if (!word.quoted)
+        throw ScriptError{"a text is given in double quotes, as uid:IMAGE or as null: '" + word.text + "'"};
       value.text = platform::BStr(ToWide(word.text));
       return;
     case Kind::Bool:
@@ -402,6 +409,14 @@ void ScriptHost::ParseArgument(Kind kind, const Word& word, Value& value) const 
       return;
     }
   }
+}
+
+platform::BStr ScriptHost::SopInstanceUidOf(const std::string& name) const {
+  const auto found = images_.find(name);
+  if (found == images_.end()) throw ScriptError{"no image named " + name};
+  platform::BStr uid;
+  found->second->GetSopInstanceUid(uid.Out());
+  return uid;
 }
 
 HWND ScriptHost::WindowNamed(const std::string& name) const {

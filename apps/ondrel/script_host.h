@@ -69,6 +69,7 @@ class ScriptHost {
   void Show(const std::string& name, std::ostream& out);
   void WritePixels(const std::string& name, const std::string& file, std::ostream& out);
   HWND WindowNamed(const std::string& name) const;
+  platform::BStr SopInstanceUidOf(const std::string& name) const;
   IOndrel& MainComponent();
   IOndrelDicomDir& MediaComponent();
 

@@ -14,11 +14,10 @@
 // - E_FAIL (0x80004005) when the work fails, with error information (GetErrorInfo) whose description
 //   is the core's failure text, its source the program identifier "Ondrel.OndrelImpl".
 // - E_NOTIMPL (0x80004001), after the argument checks, with error information "Not implemented.",
-//   from the methods whose work this version does not have yet: reference lines and series
-//   synchronisation (SetReferenceLinesMode to CalculateSynchronizeSeriesOffset) and volume mode
-//   (GenerateVolumeSeries to VolumeOnDoubleClick). RenderImage of an image of a volume series fails
-//   with E_FAIL until then. SaveMprSeries fails with "Failed to create the DataAccess Store object.
-//   HRESULT=80040154" while the workstation has no store.
+//   from the methods whose work this version does not have yet: volume mode (GenerateVolumeSeries to
+//   VolumeOnDoubleClick). RenderImage of an image of a volume series fails with E_FAIL until then.
+//   SaveMprSeries fails with "Failed to create the DataAccess Store object. HRESULT=80040154" while
+//   the workstation has no store.
 // A host reads what the user measured through IOndrelMeasurements (include/ondrel/measurements.h), a
 // second interface of both components.
 // Booleans are VARIANT_BOOL: false 0, true -1; an input counts as true only when it equals -1.
@@ -194,7 +193,18 @@ struct IOndrel : IUnknown {
   virtual HRESULT Calibrate(HWND hViewPort, VARIANT_BOOL bCancel, double dUserValue, VARIANT_BOOL bApplyToSeries,
                             VARIANT_BOOL* pvbMissingCalibLine) = 0;                          // W W
 
-  // Reference lines and synchronisation.
+  // Reference lines and synchronisation. CalculateReferenceLines replaces the reference lines of the
+  // image hProjecteeViewPort shows with where the slice hProjectedViewPort shows cuts it (mode
+  // REFERENCE_LINE_CURRENT_IMAGE), or every slice of that slice's series (REFERENCE_LINE_CURRENT_SERIES),
+  // each numbered with its instance number; the projected image loses its own lines. Images must share
+  // a frame of reference; parallel or disjoint slices give no line. Nothing is drawn: the lines show at
+  // the next Draw, and while the mode (process-wide, REFERENCE_LINE_OFF at first) is off they are not
+  // drawn. SynchronizeSeries shows in hSynchViewPort the slice of its series whose centre lies nearest
+  // to the centre of the image hCrtViewPort shows, among the slices within 0.1 radian of parallel to
+  // it: of the same frame of reference in SYNCH_SERIES_AUTO; in SYNCH_SERIES_MANUAL the one whose
+  // offset comes nearest to the one CalculateSynchronizeSeriesOffset stored for that series (one pair
+  // is remembered at a time), and nothing without it. The mode is the component object's,
+  // SYNCH_SERIES_OFF at first; the set methods store any value.
   virtual HRESULT SetReferenceLinesMode(ReferenceLinesEnum mode) = 0;
   virtual HRESULT GetReferenceLinesMode(ReferenceLinesEnum* pMode) = 0;                          // P
   virtual HRESULT CalculateReferenceLines(HWND hProjectedViewPort, HWND hProjecteeViewPort) = 0;  // W W

@@ -8,6 +8,7 @@
 #include "spatial/mpr_interaction.h"
 #include "spatial/mpr_pixels.h"
 #include "spatial/mpr_state.h"
+#include "spatial/reference_lines.h"
 #include "tools/measurements.h"
 
 namespace {
@@ -241,4 +242,24 @@ void ImageRenderer::RefreshOblique(bool fast) {
   if (oblique == nullptr) return;
   auto pixels = std::make_shared<PixelData>(spatial::GenerateMprPixels(*oblique->Info(), loader_));
   oblique->ReloadPixels(window, FramePixels(std::move(pixels), 0, 0), fast);
+}
+
+void ImageRenderer::CalculateReferenceLines(HWND projected, HWND projectee) {
+  ::CalculateReferenceLines(GetCurrentImage(projected), GetCurrentImage(projectee));
+}
+
+void ImageRenderer::SynchronizeSeries(HWND current, HWND synch, bool keep) {
+  const Image* shown = GetCurrentImage(current);
+  const Image* following = GetCurrentImage(synch);
+  if (shown == nullptr || following == nullptr || shown->Info() == nullptr || following->Info() == nullptr) return;
+  std::unique_ptr<ImageInfoStrategy> nearest = synchronization_.NearestSlice(*shown->Info(), *following->Info());
+  if (nearest && !Render(synch, std::move(nearest), keep))
+    THROW_MY_EXCEPTION("The Ondrel failed to load the image pixel data.");
+}
+
+void ImageRenderer::CalculateSynchronizeSeriesOffset(HWND current, HWND synch) {
+  const Image* shown = GetCurrentImage(current);
+  const Image* following = GetCurrentImage(synch);
+  synchronization_.CalculateOffset(shown != nullptr ? shown->Info() : nullptr,
+                                   following != nullptr ? following->Info() : nullptr);
 }

@@ -13,6 +13,7 @@
 
 #include "image/image.h"
 #include "sources/image_loader.h"
+#include "spatial/series_synchronization.h"
 
 // An image within a window: SOP Instance UID and frame. Ordered by the UID's 16-bit characters, then
 // by the frame.
@@ -86,6 +87,20 @@ class ImageRenderer {
   void ToggleShutter();
   void ToggleOverlaysVisibility();
 
+  // Replaces the reference lines of the image `projectee` shows with where the image `projected` shows
+  // (or its series) cuts it, under the process's reference-line mode (see CalculateReferenceLines).
+  // Nothing is drawn. Throws what the images' strategies throw.
+  void CalculateReferenceLines(HWND projected, HWND projectee);
+  // Shows in `synch` the slice of its series nearest to the image `current` shows, under the
+  // synchronisation's mode, as Render does with `keep`; `current` is left as it is. Nothing when either
+  // window shows no image or no slice is a candidate. Throws "The Ondrel failed to load the image pixel
+  // data." when the slice's file has no pixels, and what Render and the strategies throw.
+  void SynchronizeSeries(HWND current, HWND synch, bool keep);
+  // Forgets the stored offset, then stores the one from the image `current` shows to the image `synch`
+  // shows, when both show one (see SeriesSynchronization::CalculateOffset).
+  void CalculateSynchronizeSeriesOffset(HWND current, HWND synch);
+  SeriesSynchronization& Synchronization() { return synchronization_; }
+
  private:
   struct ViewportRecord {
     Image* currentImage = nullptr;
@@ -108,4 +123,5 @@ class ImageRenderer {
   std::vector<std::unique_ptr<PresentationIntent>> retiredIntents_;
   // Images forgotten by ReleaseWindow, which nobody else frees.
   std::vector<std::shared_ptr<Image>> releasedImages_;
+  SeriesSynchronization synchronization_;
 };

@@ -12,6 +12,7 @@
 #include "foundation/user_preferences.h"
 #include "image/image_export.h"
 #include "sources/image_info_strategies.h"
+#include "tools/reference_lines_mode.h"
 
 using entry::Pointer;
 using entry::WindowHandle;
@@ -136,38 +137,48 @@ HRESULT COndrelImpl::GetImageCurrentPixelData(HWND hViewPort, BSTR bstrSopInstUI
   });
 }
 
-HRESULT COndrelImpl::SetReferenceLinesMode(ReferenceLinesEnum) { return core_.NotImplemented(); }
+HRESULT COndrelImpl::SetReferenceLinesMode(ReferenceLinesEnum mode) {
+  ::SetReferenceLinesMode(mode);
+  return S_OK;
+}
 
 HRESULT COndrelImpl::GetReferenceLinesMode(ReferenceLinesEnum* pMode) {
   const HRESULT checked = core_.Check({Pointer(pMode)});
   if (FAILED(checked)) return checked;
-  return core_.NotImplemented();
+  *pMode = ReferenceLinesMode();
+  return S_OK;
 }
 
 HRESULT COndrelImpl::CalculateReferenceLines(HWND hProjectedViewPort, HWND hProjecteeViewPort) {
   const HRESULT checked = core_.Check({WindowHandle(hProjectedViewPort), WindowHandle(hProjecteeViewPort)});
   if (FAILED(checked)) return checked;
-  return core_.NotImplemented();
+  return core_.Frame([&] { core_.Renderer().CalculateReferenceLines(hProjectedViewPort, hProjecteeViewPort); });
 }
 
-HRESULT COndrelImpl::SetSynchronizeSeriesMode(SynchronizeSeriesEnum) { return core_.NotImplemented(); }
+HRESULT COndrelImpl::SetSynchronizeSeriesMode(SynchronizeSeriesEnum mode) {
+  core_.Renderer().Synchronization().SetMode(mode);
+  return S_OK;
+}
 
 HRESULT COndrelImpl::GetSynchronizeSeriesMode(SynchronizeSeriesEnum* pMode) {
   const HRESULT checked = core_.Check({Pointer(pMode)});
   if (FAILED(checked)) return checked;
-  return core_.NotImplemented();
+  *pMode = core_.Renderer().Synchronization().Mode();
+  return S_OK;
 }
 
-HRESULT COndrelImpl::SynchronizeSeries(HWND hCrtViewPort, HWND hSynchViewPort, VARIANT_BOOL) {
+HRESULT COndrelImpl::SynchronizeSeries(HWND hCrtViewPort, HWND hSynchViewPort, VARIANT_BOOL bKeepPresIntent) {
   const HRESULT checked = core_.Check({WindowHandle(hCrtViewPort), WindowHandle(hSynchViewPort)});
   if (FAILED(checked)) return checked;
-  return core_.NotImplemented();
+  return core_.Frame([&] {
+    core_.Renderer().SynchronizeSeries(hCrtViewPort, hSynchViewPort, bKeepPresIntent == VARIANT_TRUE);
+  });
 }
 
 HRESULT COndrelImpl::CalculateSynchronizeSeriesOffset(HWND hCrtViewPort, HWND hSynchViewPort) {
   const HRESULT checked = core_.Check({WindowHandle(hCrtViewPort), WindowHandle(hSynchViewPort)});
   if (FAILED(checked)) return checked;
-  return core_.NotImplemented();
+  return core_.Frame([&] { core_.Renderer().CalculateSynchronizeSeriesOffset(hCrtViewPort, hSynchViewPort); });
 }
 
 HRESULT COndrelImpl::GenerateVolumeSeries(IImageInfoNW* pImgInfo, ISeriesInfoNW** ppVolumeSeriesInfo, LONG, LONG) {

@@ -6,11 +6,12 @@
 // display operations (PanImage to ResetImage, the magnifying glass among them), export and import
 // (SaveImageAsFile to ImportImageAsDICOMFile, GetImageHBITMAP to GetImageCurrentPixelData), the
 // overlay and shutter switches (ToggleOverlaysVisibility to IsShutterApplied), the measurement tools
-// (MeasOnMouseButtonDown to Calibrate, and IOndrelMeasurements), the MPR and the MIP (GenerateMprSeries
-// to MipRotate, in spatial_methods.cpp) and InitializeTrace.
+// (MeasOnMouseButtonDown to Calibrate, and IOndrelMeasurements), reference lines and series
+// synchronisation (SetReferenceLinesMode to CalculateSynchronizeSeriesOffset), the MPR and the MIP
+// (GenerateMprSeries to MipRotate, in spatial_methods.cpp) and InitializeTrace.
 // Every other method checks its arguments and then answers E_NOTIMPL (0x80004001) with error
-// information "Not implemented.": reference lines and synchronisation and volume mode come with the
-// work that builds them; RenderImage of an image of a volume series fails until then.
+// information "Not implemented.": volume mode comes with the work that builds it; RenderImage of an
+// image of a volume series fails until then.
 #pragma once
 
 #include <atomic>

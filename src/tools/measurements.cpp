@@ -9,6 +9,7 @@
 #include "tools/ellipse_tool.h"
 #include "tools/gdi_scope.h"
 #include "tools/line_tool.h"
+#include "tools/reference_lines_mode.h"
 #include "tools/text_annotation_tool.h"
 
 namespace {
@@ -250,6 +251,7 @@ void Measurements::Draw(HWND window) {
 }
 
 void Measurements::DrawReferenceLines(HDC dc, const RECT& dest) {
+  if (ReferenceLinesMode() == REFERENCE_LINE_OFF) return;
   const DrawDestination destination(drawDest_, dest);
   DrawWithPen(dc, referenceLines_, Preferences().userRefLineWidth, Preferences().userRefLineColor);
 }

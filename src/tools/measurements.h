@@ -83,7 +83,8 @@ class Measurements final : public ImageAnnotations {
   // picture stands at the image's display rectangle.
   void Draw(HDC dc, const RECT& dest) override;
   void Draw(HWND window);
-  // The reference lines with the user's reference line pen, whatever the visibility of the tools.
+  // The reference lines with the user's reference line pen, whatever the visibility of the tools;
+  // nothing while the process's reference-line mode is off.
   void DrawReferenceLines(HDC dc, const RECT& dest) override;
 
   // The user's true length of the selected calibration line, in millimetres: the line goes, and its
@@ -106,6 +107,7 @@ class Measurements final : public ImageAnnotations {
   const ToolList& Tools() const { return tools_; }
   // The reference lines of the image, filled by the reference line calculation.
   ToolList& ReferenceLines() { return referenceLines_; }
+  void ClearReferenceLines() { referenceLines_.clear(); }
   const ToolList& ReferenceLines() const { return referenceLines_; }
 
   Image& GetImage() const { return image_; }

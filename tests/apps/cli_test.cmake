@@ -336,8 +336,9 @@ if(EXISTS ${png})
 endif()
 file(REMOVE ${exported}.picture ${exported}.png ${exported}.raw ${exported}.glass.png ${exported}.measured.png)
 
-# ondrel run through scripts kept in tests/apps/scripts: every method of both components, and the
-# display operations on the bundled CT against the pictures of tests/data/display. The scripts run in
+# ondrel run through scripts kept in tests/apps/scripts: every method of both components, the
+# display operations on the bundled CT against the pictures of tests/data/display, and reference
+# lines and synchronisation over the series of tests/data/spatial. The scripts run in
 # a folder of their own, with data/ and testdata/ linked in, where what they write lands.
 set(scripts "${CMAKE_CURRENT_BINARY_DIR}/ondrel_cli_scripts")
 file(REMOVE_RECURSE ${scripts})
@@ -345,7 +346,8 @@ file(MAKE_DIRECTORY ${scripts})
 file(CREATE_LINK ${CMAKE_CURRENT_LIST_DIR}/../../data ${scripts}/data SYMBOLIC)
 file(CREATE_LINK ${CMAKE_CURRENT_LIST_DIR}/../data ${scripts}/testdata SYMBOLIC)
 foreach(run "main_methods|every method answered" "media_methods|every media method answered"
-            "display_operations|saved initial.png to reset.png")
+            "display_operations|saved initial.png to reset.png"
+            "spatial_methods|reference lines and synchronisation answered")
   string(REPLACE "|" ";" run "${run}")
   list(GET run 0 script)
   list(GET run 1 last)

@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "entry/component_test_support.h"
+#include "entry/window_pictures.h"
 #include "foundation/user_preferences.h"
 #include "ondrel/measurements.h"
 #include "workstation/configuration_files.h"
@@ -28,6 +29,10 @@ using configuration_test::ConfigFile;
 using configuration_test::Reader;
 using ondrel::platform::BStr;
 using ondrel::platform::ComPtr;
+using component_test::Picture;
+using component_test::ReferencePicture;
+using component_test::Utf8;
+using component_test::WindowPicture;
 
 constexpr char kData[] = ONDREL_TEST_DATA_DIR;
 
@@ -35,70 +40,6 @@ constexpr char kData[] = ONDREL_TEST_DATA_DIR;
 constexpr std::uint32_t kLabelText = 0xFFFF00;  // 0xRRGGBB
 constexpr std::uint32_t kLabelBackground = 0x0000FF;
 constexpr std::uint32_t kPen = 0x00FF00;
-
-struct Picture {
-  int width = 0;
-  int height = 0;
-  std::vector<std::uint32_t> rgb;  // 0xRRGGBB, top-down
-  std::uint32_t At(int x, int y) const { return rgb[static_cast<std::size_t>(y) * width + x]; }
-};
-
-Picture WindowPicture(HWND window) {
-  ondrel::platform::WindowPixels pixels;
-  EXPECT_TRUE(ondrel::platform::ReadWindowPixels(window, pixels));
-  Picture picture{pixels.width, pixels.height, {}};
-  for (std::size_t i = 0; i + 3 < pixels.bgra.size(); i += 4)
-    picture.rgb.push_back(std::uint32_t{pixels.bgra[i + 2]} << 16 | std::uint32_t{pixels.bgra[i + 1]} << 8 |
-                          pixels.bgra[i]);
-  return picture;
-}
-
-// A reference PNG, read through GDI+.
-Picture ReferencePicture(const std::string& name) {
-  using namespace Gdiplus;
-  using namespace Gdiplus::DllExports;
-  const std::string path = std::string(kData) + "/tools/" + name;
-  GpBitmap* bitmap = nullptr;
-  Picture picture;
-  if (GdipCreateBitmapFromFile(std::u16string(path.begin(), path.end()).c_str(), &bitmap) != Ok) {
-    ADD_FAILURE() << "can't read " << path;
-    return picture;
-  }
-  const ondrel::platform::GdiplusPtr<GpBitmap> owned(bitmap);
-  UINT width = 0;
-  UINT height = 0;
-  GdipGetImageWidth(bitmap, &width);
-  GdipGetImageHeight(bitmap, &height);
-  BitmapData locked{};
-  const Rect whole(0, 0, static_cast<INT>(width), static_cast<INT>(height));
-  EXPECT_EQ(GdipBitmapLockBits(bitmap, &whole, ImageLockModeRead, PixelFormat24bppRGB, &locked), Ok);
-  picture.width = static_cast<int>(width);
-  picture.height = static_cast<int>(height);
-  for (UINT y = 0; y < height; ++y) {
-    const auto* row = static_cast<const BYTE*>(locked.Scan0) + static_cast<std::ptrdiff_t>(y) * locked.Stride;
-    for (UINT x = 0; x < width; ++x)
-      picture.rgb.push_back(std::uint32_t{row[3 * x + 2]} << 16 | std::uint32_t{row[3 * x + 1]} << 8 | row[3 * x]);
-  }
-  GdipBitmapUnlockBits(bitmap, &locked);
-  return picture;
-}
-
-std::string Utf8(std::u16string_view text) {
-  std::string out;
-  for (const char16_t c : text) {
-    if (c < 0x80) {
-      out += static_cast<char>(c);
-    } else if (c < 0x800) {
-      out += static_cast<char>(0xC0 | c >> 6);
-      out += static_cast<char>(0x80 | (c & 0x3F));
-    } else {
-      out += static_cast<char>(0xE0 | c >> 12);
-      out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-      out += static_cast<char>(0x80 | (c & 0x3F));
-    }
-  }
-  return out;
-}
 
 tagPOINT PointOf(const std::string& text) {
   const std::size_t comma = text.find(',');
@@ -197,7 +138,7 @@ class MeasurementPictures : public ::testing::Test {
     ASSERT_EQ(ondrel_->Draw(window_), S_OK);
     const Picture bare = WindowPicture(window_);
     ASSERT_EQ(ondrel_->ToggleMeasurementsVisibility(window_), S_OK);
-    const Picture reference = ReferencePicture(expected.reference);
+    const Picture reference = ReferencePicture(std::string(kData) + "/tools/" + expected.reference);
     ASSERT_EQ(reference.width, shown.width);
     ASSERT_EQ(reference.height, shown.height);
 

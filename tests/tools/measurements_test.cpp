@@ -270,8 +270,8 @@ class ReferenceLine final : public MeasAnnotTool {
 };
 
 // Reference lines come after the tools in the list, and are drawn in their own pen whether the tools
-// are shown or hidden.
-TEST(Measurements, ReferenceLinesAreListedLastAndDrawnWhateverTheToolsVisibility) {
+// are shown or hidden, but not while the process's reference-line mode is off.
+TEST(Measurements, ReferenceLinesAreListedLastAndDrawnWhateverTheToolsVisibilityUnlessTheModeIsOff) {
   const PreferenceSet<COLORREF> colour(Preferences().userRefLineColor, RGB(255, 0, 0));
   MeasuredImage shown({100, 100, 200, 200});
   shown.Drag(MEAS_LINE, {20, 20}, {120, 20});
@@ -281,16 +281,22 @@ TEST(Measurements, ReferenceLinesAreListedLastAndDrawnWhateverTheToolsVisibility
             "line 10,10 60,10 selected=yes mode=MEAS_MODE_NONE label=\"50 px\"\n"
             "reference 0,50 99,50\n");
   shown.Tools().ToggleVisibility();
-  const HDC dc = GetDC(shown.Window());
-  shown.Tools().DrawReferenceLines(dc, shown.Shown().DisplayRect());
-  shown.Tools().Draw(dc, shown.Shown().DisplayRect());
-  ReleaseDC(shown.Window(), dc);
   ondrel::platform::WindowPixels pixels;
-  ASSERT_TRUE(ondrel::platform::ReadWindowPixels(shown.Window(), pixels));
+  const auto draw = [&](ReferenceLinesEnum mode) {
+    const ReferenceLinesModeSet set(mode);
+    const HDC dc = GetDC(shown.Window());
+    shown.Tools().DrawReferenceLines(dc, shown.Shown().DisplayRect());
+    shown.Tools().Draw(dc, shown.Shown().DisplayRect());
+    ReleaseDC(shown.Window(), dc);
+    EXPECT_TRUE(ondrel::platform::ReadWindowPixels(shown.Window(), pixels));
+  };
   const auto red = [&](int x, int y) {
     const std::size_t at = (static_cast<std::size_t>(y) * 200 + x) * 4;
     return pixels.bgra[at + 2] == 255 && pixels.bgra[at + 1] == 0 && pixels.bgra[at] == 0;
   };
+  draw(REFERENCE_LINE_OFF);
+  EXPECT_FALSE(red(0, 100));
+  draw(REFERENCE_LINE_CURRENT_SERIES);
   EXPECT_TRUE(red(0, 100));
   EXPECT_TRUE(red(197, 100)) << "image column 99 shows at window column 198, the line's last pixel left out";
   EXPECT_FALSE(red(199, 100));

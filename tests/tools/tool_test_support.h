@@ -17,6 +17,7 @@
 #include "sources/image_info_strategies.h"
 #include "tools/measurement_list.h"
 #include "tools/measurements.h"
+#include "tools/reference_lines_mode.h"
 #include "workstation/graph_support.h"
 
 namespace tools_test {
@@ -116,6 +117,20 @@ class PreferenceSet {
  private:
   T& preference_;
   T saved_;
+};
+
+// Sets the process's reference-line mode for a test and puts it back afterwards.
+class ReferenceLinesModeSet {
+ public:
+  explicit ReferenceLinesModeSet(ReferenceLinesEnum mode) : saved_(ReferenceLinesMode()) {
+    SetReferenceLinesMode(mode);
+  }
+  ~ReferenceLinesModeSet() { SetReferenceLinesMode(saved_); }
+  ReferenceLinesModeSet(const ReferenceLinesModeSet&) = delete;
+  ReferenceLinesModeSet& operator=(const ReferenceLinesModeSet&) = delete;
+
+ private:
+  ReferenceLinesEnum saved_;
 };
 
 }  // namespace tools_test
