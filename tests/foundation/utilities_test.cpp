@@ -1,11 +1,17 @@
-// Text conversion and trimming, DICOM dates and UIDs.
+// Text conversion and trimming, DICOM dates and UIDs, and loops split between cores.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
+#include <stdexcept>
 #include <string>
+#include <thread>
 #include <tuple>
 #include <utility>
+#include <vector>
 
 #include "foundation/date_utils.h"
+#include "foundation/parallel.h"
 #include "foundation/text_utils.h"
 #include "foundation/uid.h"
 
@@ -60,6 +66,27 @@ TEST(DateUtilsTest, DicomDatesAroundMidnightAndLeapDays) {
 TEST(UidTest, RootAndUnpaddedUtcFields) {
   EXPECT_EQ(GenerateUid(SYSTEMTIME{2014, 3, 0, 9, 21, 5, 7, 41}), "1.3.6.1.4.1.77777.2014.3.9.21.5.7.41");
   EXPECT_EQ(GenerateUid().rfind("1.3.6.1.4.1.77777.", 0), 0u);
+}
+
+// The ranges cover every item once, however the count divides, and a failure in any range reaches
+// the caller only after every range has ended.
+TEST(ParallelRanges, CoverEveryItemOnceAndPassOnAFailure) {
+  for (const std::size_t count : {0u, 1u, 7u, 64u, 1001u}) {
+    std::vector<std::atomic<int>> visits(count);
+    ParallelRanges(count, 4, [&](std::size_t begin, std::size_t end) {
+      for (std::size_t i = begin; i < end; ++i) ++visits[i];
+    });
+    for (std::size_t i = 0; i < count; ++i) EXPECT_EQ(visits[i].load(), 1) << "item " << i << " of " << count;
+  }
+  std::atomic<std::size_t> done = 0;
+  EXPECT_THROW(ParallelRanges(1000, 1,
+                              [&](std::size_t begin, std::size_t end) {
+                                if (begin == 0) throw std::runtime_error("first range");
+                                done += end - begin;
+                              }),
+               std::runtime_error);
+  const std::size_t others = 1000 - 1000 / std::max(1u, std::thread::hardware_concurrency());
+  EXPECT_EQ(done.load(), others);
 }
 
 }  // namespace
