@@ -74,9 +74,23 @@ std::string NewImageUid() {
   return GenerateUid() + "." + std::to_string(random() % 1000000000U + 1);
 }
 
+// The database's words on one line and without double quotes, so that the serialised text that carries
+// them stays well formed.
+std::string OneLine(const std::string& message) {
+  std::string line;
+  for (const char c : message) {
+    if (c == '\n' || c == '\r' || c == '\t') {
+      if (!line.empty() && line.back() != ' ') line += ' ';
+    } else {
+      line += c == '"' ? '\'' : c;
+    }
+  }
+  return line;
+}
+
 // The serialised form the core carries through: the database's words and its code.
 std::u16string ExceptionText(const StoreFailure& failure) {
-  std::string text = "<exception Message=\"" + failure.message + "\"";
+  std::string text = "<exception Message=\"" + OneLine(failure.message) + "\"";
   if (!failure.sqlCode.empty()) text += " SqlErrors=\"" + failure.sqlCode + "\"";
   return Utf16(text + "></exception>");
 }
