@@ -6,7 +6,8 @@ one process over the whole series:
   store/records/ondrel   ondrel store DIR: every file parsed and recorded in place, one transaction
                          an image (write-ahead log, each commit synchronous);
   store/copies/ondrel    ondrel store --copy DIR: recorded, then copied into the storage tree;
-  store/records/dcmqridx dcmqridx INDEX FILES...: DCMTK registers every file in its index.dat.
+  store/records/dcmqridx dcmqridx INDEX FILES...: DCMTK registers every file in its index.dat;
+  store/copies/cp        cp FILES... DIR: the machine's bound for the copies, which no peer makes.
 Medians in milliseconds go to --out as JSON in Google Benchmark's form, for scripts/bench --compare.
 
 Usage: store_bench.py --ondrel BUILD/bin/ondrel --data DIR [--repetitions N] [--out FILE]
@@ -43,7 +44,8 @@ def main():
     for file in files:
         os.symlink(file, os.path.join(series, os.path.basename(file)))
 
-    times = {"store/records/ondrel": [], "store/copies/ondrel": [], "store/records/dcmqridx": []}
+    times = {"store/records/ondrel": [], "store/copies/ondrel": [], "store/records/dcmqridx": [],
+             "store/copies/cp": []}
     for _ in range(args.repetitions):
         work = tempfile.mkdtemp(prefix="ondrel-store-bench-")
         env = dict(os.environ, ONDREL_DICOM_FILES=os.path.join(work, "tree"),
@@ -54,6 +56,9 @@ def main():
         index = os.path.join(work, "index")
         os.makedirs(index)
         times["store/records/dcmqridx"].append(timed(["dcmqridx", "-q", index, *files]))
+        copies = os.path.join(work, "copies")
+        os.makedirs(copies)
+        times["store/copies/cp"].append(timed(["cp", *files, copies]))
         shutil.rmtree(work)
     shutil.rmtree(series)
 

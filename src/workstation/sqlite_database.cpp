@@ -31,9 +31,11 @@ class SqliteDatabase final : public Database {
     sqlite3_extended_result_codes(db_, 1);
     sqlite3_busy_timeout(db_, kLockWaitMilliseconds);
     // Write-ahead logging lets readers go on while a workstation stores, and keeps the file whole
-    // when a process dies mid-transaction. Every commit reaches the disk before it returns.
+    // when a process dies mid-transaction. Its commits reach the disk at each checkpoint rather than
+    // each commit: a power cut may take back the last commits, never a part of one, and the files
+    // those rows name were not forced to the disk either (storing again records them).
     Run("PRAGMA journal_mode=WAL");
-    Run("PRAGMA synchronous=FULL");
+    Run("PRAGMA synchronous=NORMAL");
     Run("PRAGMA foreign_keys=ON");
   }
   ~SqliteDatabase() override {
