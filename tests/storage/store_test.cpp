@@ -199,7 +199,8 @@ TEST_P(Storage, AStoredFileIsWrittenWhereTheDatabaseSaysAndReadsBack) {
   EXPECT_STREQ(uid, "1.2.826.0.1.3680043.2.1");
   const std::string file = Query("SELECT \"FileName\" FROM images");
   EXPECT_EQ(file, (root_ / "1.2.826.0.1.3680043.2/1.2.826.0.1.3680043.2.5/1.2.826.0.1.3680043.2.1.dcm").string());
-  // The empty transfer syntax was completed, and dcmdump reads the file whole.
+  // The missing transfer syntax was completed before the record, and dcmdump reads the file whole.
+  EXPECT_EQ(Query("SELECT \"TransferSyntaxUid\" FROM images"), "1.2.840.10008.1.2");
   EXPECT_EQ(Output("dcmdump -q +P 0002,0010 '" + file + "'").substr(0, 36), "(0002,0010) UI =LittleEndianImplicit");
   EXPECT_EQ(Output("dcmdump -q '" + file + "' >/dev/null 2>&1; echo $?"), "0");
 
