@@ -10,6 +10,8 @@
 #include "pixels_command.h"
 #include "render_command.h"
 #include "run_command.h"
+#include "store_command.h"
+#include "studies_command.h"
 
 namespace ondrel::cli {
 namespace {
@@ -48,6 +50,14 @@ constexpr std::string_view kWritesHelp =
     "regular file (a pipe), receives a copy of the whole file; an OUT that is a symbolic link to a file\n"
     "replaces the file it points to.\n";
 
+constexpr std::string_view kStorageSettingsHelp =
+    "Settings: the storage tree's root (DICOMfiles) and the database (DbConnectionString) are those of\n"
+    "ViewerUI.exe.config beside the program; the environment variables ONDREL_DICOM_FILES and\n"
+    "ONDREL_DB_CONNECTION take their place. A database is the path of a SQLite file, made with its\n"
+    "tables on first use (its folder must exist), or a PostgreSQL URI, postgresql://USER@HOST:PORT/DB,\n"
+    "for a server that several workstations share. Both hold one schema: tables patients, studies,\n"
+    "series and images, keyed by Patient ID and name and by the UIDs.\n";
+
 constexpr std::string_view kExitStatusHelp =
     "Exit status: 0 on success, 1 when the core fails or a file can't be written (the reason goes to\n"
     "standard error), 2 when the command line is wrong.\n";
@@ -67,12 +77,16 @@ constexpr std::array kCommands{
             kPixelsHelp, RunPixels, true, true},
     Command{"render", "show an image of a DICOM file through the core and save it as a picture",
             "ondrel render INPUT -o OUT.png [OPTION...]", kRenderHelp, RunRender, true, true},
-    Command{"import", "make a DICOM file of a picture through the core", "ondrel import PICTURE -o OUT.dcm",
-            kImportHelp, RunImport, false, true},
+    Command{"import", "make a DICOM file of a picture through the core, or store it",
+            "ondrel import PICTURE -o OUT.dcm | ondrel import PICTURE --store", kImportHelp, RunImport, false, true, true},
+    Command{"store", "record DICOM files in the workstation's storage (database and storage tree)",
+            "ondrel store [--copy] FILE|DIR...", kStoreHelp, RunStore, false, true, true},
+    Command{"studies", "list the patients, studies and series of files, folders or the database",
+            "ondrel studies [--images] PATH...|--db", kStudiesHelp, RunStudies, false, false, true},
     Command{"mpr", "write the reformats of a stack of slices, made by the core, as pictures",
             "ondrel mpr FILE|DIR -o PREFIX [--mip]", kMprHelp, RunMpr, true, true},
     Command{"run", "drive the core's component from a script", "ondrel run SCRIPT|-|--methods", kRunHelp, RunRun,
-            true, true},
+            true, true, true},
 };
 
 }  // namespace
@@ -90,6 +104,7 @@ std::string CommandHelp(const Command& command) {
   text.append(command.usage).append("\n\n").append(command.help).append("\n");
   if (command.showsPixels) text.append("\n").append(kPixelWarningsHelp);
   if (command.writesFiles) text.append("\n").append(kWritesHelp);
+  if (command.usesStorage) text.append("\n").append(kStorageSettingsHelp);
   text.append("\nFor every command:\n").append(kVerboseHelp);
   text.append("\n").append(kExitStatusHelp);
   return text;

@@ -36,6 +36,7 @@ struct Command {
   int (*run)(std::span<const std::string_view> args);  // arguments after the command's name
   bool showsPixels = false;  // it loads images: its help says what the pixel warnings mean
   bool writesFiles = false;  // it writes files: its help says how they are written
+  bool usesStorage = false;  // it may store: its help says which settings name the storage
 };
 
 // Every subcommand, in the order `ondrel --help` lists them.

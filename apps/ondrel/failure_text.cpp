@@ -61,7 +61,14 @@ std::string CoreMessage(std::string_view coreText) {
   constexpr std::string_view kSerialised = "<exception Message=\"";
   if (const std::size_t innermost = coreText.rfind(kSerialised); innermost != std::string_view::npos) {
     const std::size_t start = innermost + kSerialised.size();
-    message = coreText.substr(start, coreText.find("\">", start) - start);
+    // The message ends at the quote that closes the element's attributes: other components (the
+    // workstation's store) add their own, as SqlErrors="...", after it.
+    static const std::regex attributesEnd(R"(^"( [A-Za-z]+="[^"]*")*>)");
+    std::size_t end = start;
+    while ((end = coreText.find('"', end)) != std::string_view::npos &&
+           !std::regex_search(coreText.begin() + static_cast<std::ptrdiff_t>(end), coreText.end(), attributesEnd))
+      ++end;
+    message = coreText.substr(start, end == std::string_view::npos ? end : end - start);
   } else {
     const std::size_t lastLine = coreText.find_last_of("\r\n", coreText.find_last_not_of("\r\n"));
     message = coreText.substr(lastLine == std::string_view::npos ? 0 : lastLine + 1);

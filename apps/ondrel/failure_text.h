@@ -27,7 +27,7 @@ void SetVerbose(bool verbose);
 void Report(const Failure& failure, std::string_view where = {});
 
 // The message a person needs from a core text: the innermost failure of a serialised text
-// (`<exception Message="...">` nested) or the last line of a report (outermost first, a line each),
+// (`<exception Message="...">` nested, other attributes after Message passed over) or the last line of a report (outermost first, a line each),
 // without the " File=NAME, Line=N" the core appends, and with each decimal tag the core writes as
 // "Group=G, Attribute=E" written as "tag (GGGG,EEEE)" in hexadecimal.
 std::string CoreMessage(std::string_view coreText);

@@ -1,6 +1,7 @@
 #include "host_setup.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <iostream>
 #include <filesystem>
 #include <memory>
@@ -8,6 +9,7 @@
 #include "console_text.h"
 #include "failure_text.h"
 #include "dicom/dicom_dictionary.h"
+#include "foundation/settings_helper.h"
 #include "foundation/text_utils.h"
 #include "foundation/uid.h"
 #include "ondrel/module.h"
@@ -28,8 +30,21 @@ void LoadDictionary() {
 
 void RegisterWorkstation() { platform::ThrowIfFailed(RegisterWorkstationClasses()); }
 
+void UseStorageSettings() {
+  SettingsHelper& settings = SettingsHelper::Instance();
+  settings.Load("ViewerUI.exe.config");
+  if (const char* root = std::getenv("ONDREL_DICOM_FILES")) settings.Override("DICOMfiles", root);
+  if (const char* connection = std::getenv("ONDREL_DB_CONNECTION"))
+    settings.Override("DbConnectionString", connection);
+}
+
+std::string StorageRoot() { return SettingsHelper::Instance().Get("DICOMfiles"); }
+
+std::string DatabaseConnection() { return SettingsHelper::Instance().Get("DbConnectionString"); }
+
 void StartComponentHost() {
   LoadDictionary();
+  UseStorageSettings();
   RegisterWorkstation();
   platform::ThrowIfFailed(DllRegisterServer());
 }
@@ -52,7 +67,7 @@ platform::ComPtr<IImageInfoNW> NewSecondaryCaptureImage(const std::string& fileN
   platform::ThrowIfFailed(series->SetSeriesInstanceUid(platform::BStr(uid + u".2").Get()));
   platform::ThrowIfFailed(series->SetModality(platform::BStr(u"OT").Get()));
   platform::ThrowIfFailed(image->SetSopClassUid(platform::BStr(u"1.2.840.10008.5.1.4.1.1.7").Get()));
-  platform::ThrowIfFailed(image->SetFileName(platform::BStr(ToWide(fileName)).Get()));
+  if (!fileName.empty()) platform::ThrowIfFailed(image->SetFileName(platform::BStr(ToWide(fileName)).Get()));
   platform::ThrowIfFailed(patient->AddStudyToPatient(study.Get()));
   platform::ThrowIfFailed(study->AddSeriesToStudy(series.Get()));
   platform::ThrowIfFailed(series->AddImageToSeries(image.Get()));

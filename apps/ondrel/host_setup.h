@@ -36,8 +36,18 @@ class GdiplusSession {
   Gdiplus::Status status_;
 };
 
-// What a command that creates the component does first: the dictionary loaded, the workstation's
-// classes and the component's class registered. Throws HResultException when a registration fails.
+// The settings file (ViewerUI.exe.config beside the program) loaded, as the component loads it, and
+// the storage settings the environment names put in place of the file's: ONDREL_DICOM_FILES for the
+// storage tree's root (DICOMfiles) and ONDREL_DB_CONNECTION for the database (DbConnectionString).
+void UseStorageSettings();
+// The storage settings in use, as UseStorageSettings left them; the settings' failure text when one is
+// missing.
+std::string StorageRoot();
+std::string DatabaseConnection();
+
+// What a command that creates the component does first: the dictionary loaded, the storage settings
+// in place, the workstation's classes and the component's class registered. Throws HResultException
+// when a registration fails.
 void StartComponentHost();
 // False, with the reason on standard error, when the session's GDI+ did not start.
 bool Started(const GdiplusSession& gdiplus);
@@ -53,7 +63,8 @@ platform::ComPtr<T> MakeObject(const CLSID& clsid) {
 
 // As a workstation makes the object that a consult image or an imported picture is written to: a
 // Secondary Capture image of a new OT series, study and patient, whose FileName is `fileName` (where
-// the core writes the DICOM file). Throws HResultException when an object can't be made or set.
+// the core writes the DICOM file), or unset for an empty name (the core then stores the image in the
+// workstation's storage). Throws HResultException when an object can't be made or set.
 platform::ComPtr<IImageInfoNW> NewSecondaryCaptureImage(const std::string& fileName);
 
 // "0x" and the eight hexadecimal digits of a result code.

@@ -1,7 +1,9 @@
 #include "import_command.h"
 
 #include <cerrno>
+#include <filesystem>
 #include <iostream>
+#include <vector>
 #include <optional>
 #include <string>
 
@@ -11,6 +13,7 @@
 #include "foundation/text_utils.h"
 #include "host_setup.h"
 #include "output_file.h"
+#include "stored_images.h"
 #include "ondrel/module.h"
 #include "ondrel/ondrel.h"
 #include "ondrel/platform/gdiplus.h"
@@ -44,10 +47,59 @@ void CheckWritten(const OutputFile& output) {
   }
 }
 
+// The imported image as the workstation's database recorded it, whose file must read back whole.
+void CheckStored(IImageInfoNW* image) {
+  platform::BStr uid;
+  image->GetSopInstanceUid(uid.Out());
+  const platform::ComPtr<IImageInfoNW> stored = FindStoredImage(DatabaseConnection(), uid.ToString());
+  if (!stored) throw Failure{"the database holds no image " + ToConsole(uid.ToString()) + " after the import", {}};
+  platform::BStr file;
+  stored->GetFileName(file.Out());
+  const std::string path = ToConsole(file.ToString());
+  std::error_code error;
+  const auto size = std::filesystem::file_size(path, error);
+  try {
+    ImageOfFile(path, 0);
+  } catch (const Failure&) {
+    throw Failure{"cannot write " + path + ": the file the core wrote is incomplete (" +
+                      (error ? std::string("missing") : std::to_string(size) + " bytes") +
+                      "); its row stays in the database",
+                  {}};
+  }
+  std::cout << "stored " << path << "\n";
+}
+
+int RunImportStored(const std::string& picture) {
+  StartComponentHost();
+  const GdiplusSession gdiplus;
+  if (!Started(gdiplus)) return kExitFailure;
+  const platform::ComPtr<IImageInfoNW> image = NewSecondaryCaptureImage({});
+  platform::ComPtr<IOndrel> core;
+  HRESULT hr = CoCreateInstance(CLSID_OndrelImpl, nullptr, CLSCTX_ALL, IID_IOndrel,
+                                reinterpret_cast<void**>(core.GetAddressOf()));
+  if (FAILED(hr)) throw MethodFailure("CoCreateInstance", hr, TakeErrorDescription());
+  hr = core->ImportImageAsDICOMFile(platform::BStr(ToWide(picture)).Get(), image.Get());
+  if (FAILED(hr)) throw ImportFailure(picture, hr, TakeErrorDescription());
+  CheckStored(image.Get());
+  return kExitSuccess;
+}
+
 }  // namespace
 
 int RunImport(std::span<const std::string_view> args) {
-  const auto [picture, target] = ParseInputAndOutput(args, "import", "PICTURE", "OUT.dcm");
+  std::vector<std::string_view> rest;
+  bool store = false;
+  for (const std::string_view arg : args) {
+    if (arg == "--store")
+      store = true;
+    else
+      rest.push_back(arg);
+  }
+  if (store) {
+    if (rest.size() != 1 || rest[0].starts_with("-")) throw UsageError{"import --store takes one PICTURE and no -o"};
+    return RunImportStored(std::string(rest[0]));
+  }
+  const auto [picture, target] = ParseInputAndOutput(rest, "import", "PICTURE", "OUT.dcm");
 
   StartComponentHost();
   const GdiplusSession gdiplus;

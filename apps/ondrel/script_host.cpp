@@ -193,8 +193,8 @@ void ScriptHost::RunLine(const std::string& line, std::ostream& out) {
     if (frame > 0xFFFF) throw ScriptError{"a frame is a number from 0 to 65535, not " + words[3].text};
     BuildImage(words[1].text, words[2].text, static_cast<USHORT>(frame));
   } else if (command == "newimage") {
-    RequireCount(words, 2, 2);
-    BuildNewImage(words[1].text, words[2].text);
+    RequireCount(words, 1, 2);
+    BuildNewImage(words[1].text, words.size() > 2 ? words[2].text : std::string());
   } else if (command == "series") {
     if (words.size() < 3) throw ScriptError{"series takes a name and at least one file or folder"};
     std::vector<std::string> paths;
@@ -443,7 +443,8 @@ void ScriptHost::Warn(IImageInfoNW& image, const std::string& file) {
   if (warned_.insert(file).second) WarnAboutPixels(image, file);
 }
 
-// The object a consult image or an imported picture is written to, with `file` as its FileName.
+// The object a consult image or an imported picture is written to, with `file` as its FileName, or
+// with none for the workstation's storage.
 void ScriptHost::BuildNewImage(const std::string& name, const std::string& file) {
   images_[name] = NewSecondaryCaptureImage(file);
   mediaImages_.erase(name);

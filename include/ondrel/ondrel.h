@@ -16,8 +16,8 @@
 // - E_NOTIMPL (0x80004001), after the argument checks, with error information "Not implemented.",
 //   from the methods whose work this version does not have yet: volume mode (GenerateVolumeSeries to
 //   VolumeOnDoubleClick). RenderImage of an image of a volume series fails with E_FAIL until then.
-//   SaveMprSeries fails with "Failed to create the DataAccess Store object. HRESULT=80040154" while
-//   the workstation has no store.
+//   SaveMprSeries records every derived image in the workstation's database and writes its DICOM file
+//   into the storage tree (ondrel/store.h).
 // A host reads what the user measured through IOndrelMeasurements (include/ondrel/measurements.h), a
 // second interface of both components.
 // Booleans are VARIANT_BOOL: false 0, true -1; an input counts as true only when it equals -1.

@@ -21,6 +21,10 @@ struct StudyGraph {
   std::vector<SkippedFile> skipped;
 };
 
+// The files of `paths`: each file given, and every file under each folder given, recursively in name
+// order. A folder that can't be read is listed in `unreadable` with the system's reason.
+std::vector<std::string> ListFiles(const std::vector<std::string>& paths, std::vector<SkippedFile>& unreadable);
+
 // Reads every file given, and every file under the folders given (recursively, in name order), and
 // makes one image object per frame, filled from the file, with FileName set and
 // NeedsDicomData true (the core refreshes the objects from the whole file when it loads the pixels).
@@ -31,5 +35,13 @@ struct StudyGraph {
 // files (DICOMDIR) are listed in `skipped`, not fatal. The workstation classes must be registered
 // (RegisterWorkstationClasses). Throws std::bad_alloc only.
 StudyGraph BuildStudies(const std::vector<std::string>& paths);
+
+// What the workstation's database holds (ondrel/store.h), as the same objects: every patient, study,
+// series and image stored in the database that `connection` names (a SQLite file or a PostgreSQL
+// URI), each image with the FileName it was stored with and NeedsDicomData true. Series are ordered
+// as BuildStudies orders them. A database that has no tables yet gets them. `skipped` stays empty.
+// Throws std::runtime_error with the database's words when it can't be read, std::bad_alloc, and
+// platform::HResultException when an object can't be made.
+StudyGraph OpenStoredStudies(const std::string& connection);
 
 }  // namespace ondrel

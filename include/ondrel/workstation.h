@@ -290,6 +290,8 @@ inline constexpr HRESULT kPropertyNotAvailable = S_FALSE;
 inline constexpr HRESULT OLE_E_BLANK = MakeHResult(0x80040007);
 
 // Adds the workstation's classes to the class table: the eight information classes (program
-// identifiers "Ondrel.PatientInfoNW", ...) and the two of ondrel/workstation_config.h; or removes them. Registering twice is harmless. Returns the first failure of the class table.
+// identifiers "Ondrel.PatientInfoNW", ...), the two of ondrel/workstation_config.h and the Store of
+// ondrel/store.h; or removes them. Registering twice is harmless. Returns the first failure of the
+// class table.
 HRESULT RegisterWorkstationClasses();
 HRESULT UnregisterWorkstationClasses();

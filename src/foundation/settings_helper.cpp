@@ -25,6 +25,7 @@ void SettingsHelper::Load(const std::string& fileName) {
 }
 
 std::string SettingsHelper::Get(const std::string& key) const {
+  if (const auto overridden = overrides_.find(key); overridden != overrides_.end()) return overridden->second;
   const auto found = values_.find(key);
   if (found == values_.end()) THROW_MY_EXCEPTION_F(256, "Cannot find the %s setting key.", key.c_str());
   return found->second;

@@ -20,6 +20,11 @@ class SettingsHelper {
   void Load(const std::string& fileName);
   // The value of a key; throws MyException "Cannot find the %s setting key." when it is missing.
   std::string Get(const std::string& key) const;
+  // A value of the host's own for `key` that Get gives in place of the file's, whether the file is
+  // loaded before or after: for a host that names the storage tree or the database on its command
+  // line, and for tests. ClearOverride gives the file's value back.
+  void Override(const std::string& key, const std::string& value) { overrides_[key] = value; }
+  void ClearOverride(const std::string& key) { overrides_.erase(key); }
   // The name Load settled on, empty before the first Load.
   const std::string& LoadedFileName() const { return fileName_; }
 
@@ -28,4 +33,5 @@ class SettingsHelper {
 
   std::string fileName_;
   std::map<std::string, std::string> values_;
+  std::map<std::string, std::string> overrides_;
 };

@@ -11,7 +11,6 @@
 #include "dicom/transfer_syntax.h"
 #include "dicom/vr_container.h"
 #include "foundation/exceptions.h"
-#include "foundation/settings_helper.h"
 #include "foundation/text_utils.h"
 #include "foundation/trace.h"
 #include "foundation/uid.h"
@@ -19,6 +18,7 @@
 #include "ondrel/platform/drawdib.h"
 #include "ondrel/platform/system.h"
 #include "sources/image_info_strategies.h"
+#include "storage/disk_storage.h"
 
 using namespace Gdiplus;
 using namespace Gdiplus::DllExports;
@@ -94,28 +94,15 @@ std::string SopInstanceUid(ImageInfoStrategy& strategy) {
   return made;
 }
 
-// Where the DICOM file goes: the image object's file name, else a file named by the UID in the storage
-// root. Only the characters a UID may hold make the name, so that no value can lead out of the root.
-std::u16string DicomFilePath(ImageInfoStrategy& strategy, const std::string& sopInstanceUid) {
-  const ImageInfoStrategy::Text fileName = strategy.GetFileName();
-  if (fileName.Length() > 0) return fileName.ToString();
-  std::string root = SettingsHelper::Instance().Get("DICOMfiles");
-  // The storage makes its root when it is missing; a failure here shows as the file's failure.
-  CreateDirectoryA(root.c_str(), nullptr);
-  if (!root.empty() && root.back() != '/') root += '/';
-  std::string name = sopInstanceUid;
-  for (char& c : name)
-    if ((c < '0' || c > '9') && c != '.') c = '_';
-  return ToWide(root + name + ".dcm");
-}
-
 void AddUid(DicomEngine::DicomData& data, std::uint16_t group, std::uint16_t element, const std::string& uid) {
   auto value = std::make_unique<DicomEngine::VRUniqueIdentifier>("UI", group, element, 0, std::string());
   value->SetValue(uid);
   data.AddSorted(std::move(value));
 }
 
-// The data set of the image object with the picture's pixels, written as a DICOM file.
+// The data set of the image object with the picture's pixels. A host that named the object's file
+// exports the image and keeps the file: the data set is written there. Otherwise the image goes to the
+// workstation's storage, recorded in the database and written into the storage tree.
 void WriteDicomObject(ImageInfoStrategy& strategy, std::unique_ptr<std::uint8_t[]> pixels, std::uint32_t size) {
   DicomEngine::DicomData data(true);
   const std::string uid = SopInstanceUid(strategy);
@@ -127,15 +114,16 @@ void WriteDicomObject(ImageInfoStrategy& strategy, std::unique_ptr<std::uint8_t[
   conversionType->SetValue("WSD");
   data.AddSorted(std::move(conversionType));
 
-  // As the disk storage does: a missing or empty (0002,0010) takes the UID of the syntax written.
   const DicomEngine::SyntaxRecord syntax{DicomEngine::kLittleEndian, DicomEngine::kImplicitVR};
-  auto* transferSyntax = dynamic_cast<DicomEngine::VRUniqueIdentifier*>(data.Find(0x0002, 0x0010));
-  if (transferSyntax == nullptr)
-    AddUid(data, 0x0002, 0x0010, DicomEngine::TransferSyntax::GetUid(syntax));
-  else if (transferSyntax->Value().empty())
-    transferSyntax->SetValue(DicomEngine::TransferSyntax::GetUid(syntax));
+  const ImageInfoStrategy::Text fileName = strategy.GetFileName();
+  if (fileName.Length() == 0) {
+    char storedUid[64] = {};
+    DiskStorage::StoreDicomData(data, storedUid, nullptr, true, syntax, DicomEngine::kImplicitVRLittleEndianUid);
+    return;
+  }
+  DiskStorage::CompleteTransferSyntax(data, syntax);
   DicomEngine::FileWriter writer(DicomEngine::kImplicitVRLittleEndianUid);
-  writer.Write(data, syntax, DicomFilePath(strategy, uid), std::string());
+  writer.Write(data, syntax, fileName.ToString(), std::string());
 }
 
 // The picture's pixels as 8-bit RGB, told to the image object and written as its DICOM object.

@@ -9,10 +9,10 @@
 // has taken the picture's size and format. An object without a SOP Instance UID gets a new one, which
 // a workstation image object takes too. The data set is written as a DICOM file in little-endian
 // implicit VR, its (0002,0010) set to "1.2.840.10008.1.2" when the object gives none (a transfer
-// syntax the object names is kept). Until the workstation's disk storage records these images, the
-// file goes to the image object's FileName when the host has set one (the storage chooses that path
-// the same way), else to "<DICOMfiles>/<SOP Instance UID>.dcm", DICOMfiles being the setting of that
-// name. Nothing is recorded in the database.
+// syntax the object names is kept). Where it goes is the host's choice: a host that sets the image
+// object's FileName exports the image, and the file is written there and recorded nowhere; a host
+// that leaves it unset hands the image to the workstation's storage (storage/disk_storage.h), which
+// records it in the database and writes the file into the storage tree.
 #pragma once
 
 #include <memory>
@@ -64,7 +64,8 @@ void SaveConsultImage(Image& image, HWND window, ImageInfoStrategy* strategy);
 // the image as DICOM file." around "Failed to create the GDI+ bitmap" (a file that can't be read as a
 // picture among them) or "Failed to create the DICOM file.", which holds "Unknown bitmap pixel
 // format.", "Failed to lock the bitmap bits. GDIPlus status=%d", "The picture is too large for a DICOM
-// image.", "Failed to allocate memory for pixel data.", the strategy's failures and the file writer's.
+// image.", "Failed to allocate memory for pixel data.", the strategy's failures, the file writer's and
+// the storage's.
 void ImportImageAsDICOMFile(const char16_t* fileName, std::unique_ptr<ImageInfoStrategy> strategy);
 
 // The display pixels of `image` with its overlays, then its annotations (reference lines, measurements)

@@ -475,6 +475,8 @@ LONGLONG FileSizeOf(std::FILE* file) {
   return static_cast<LONGLONG>(status.st_size);
 }
 
+bool IsTerminal(std::FILE* stream) { return stream != nullptr && isatty(fileno(stream)) == 1; }
+
 void AdviseLargeBlock(void* block, std::size_t size) {
   // Transparent huge pages come in 2 MiB; below two of them there is little to gain.
   constexpr std::uintptr_t kHugePage = std::uintptr_t{2} << 20;

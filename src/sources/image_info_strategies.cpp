@@ -5,6 +5,7 @@
 #include "foundation/exceptions.h"
 #include "foundation/text_utils.h"
 #include "storage/dicom_to_sql.h"
+#include "storage/disk_storage.h"
 
 using ondrel::platform::BStr;
 
@@ -197,6 +198,14 @@ void ImageInfoWStationStrategy::LoadFromDicomData(const DicomEngine::DicomData& 
 
 void ImageInfoWStationStrategy::FillDicomData(DicomEngine::DicomData& data) {
   DicomToSQL::FillDicomData(patient_.Get(), study_.Get(), series_.Get(), image_.Get(), data);
+}
+
+void ImageInfoWStationStrategy::StoreDicomData(DicomEngine::DicomData& data) {
+  // The storage keeps the file: the Store then chooses where it goes.
+  WRITE(image_, IsStoredFile, static_cast<VARIANT_BOOL>(VARIANT_TRUE));
+  const DicomEngine::SyntaxRecord syntax{DicomEngine::kLittleEndian, DicomEngine::kImplicitVR};
+  DiskStorage::StoreDicomData(patient_.Get(), study_.Get(), series_.Get(), image_.Get(), data, nullptr, nullptr, true,
+                              syntax, DicomEngine::kImplicitVRLittleEndianUid);
 }
 
 std::vector<std::unique_ptr<ImageInfoStrategy>> ImageInfoWStationStrategy::GetSeriesImages() {

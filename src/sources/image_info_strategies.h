@@ -102,6 +102,11 @@ class ImageInfoWStationStrategy final
   void LoadFromDicomData(const DicomEngine::DicomData& data, const std::string& fileName) override;
   void FillDicomData(DicomEngine::DicomData& data) override;
   std::vector<std::unique_ptr<ImageInfoStrategy>> GetSeriesImages() override;
+  // Hands `data`, the data set of this image, with the image, series, study and patient objects to
+  // the disk storage, as a stored file in little-endian implicit VR: the image becomes a stored file
+  // (IsStoredFile true), the Store records the objects and sets the image's FileName in the storage
+  // tree, and the file is written there. Throws the disk storage's failures.
+  void StoreDicomData(DicomEngine::DicomData& data);
 
   IImageInfoNW* Image() const { return image_.Get(); }
   ISeriesInfoNW* Series() const { return series_.Get(); }

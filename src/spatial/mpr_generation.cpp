@@ -73,14 +73,6 @@ void AddDerivedImages(const DerivedSeriesPlan& plan, const DerivedSeries& series
   }
 }
 
-// Hands a derived image's data set to the workstation's storage, the DataAccess Store. This
-// workstation has no store yet: the hand-over fails as it does wherever the store's class is not
-// registered.
-[[noreturn]] void StoreDerivedImage(const DicomEngine::DicomData&) {
-  THROW_MY_EXCEPTION_F(256, "Failed to create the DataAccess Store object. HRESULT=%0X",
-                       static_cast<unsigned>(REGDB_E_CLASSNOTREG));
-}
-
 }  // namespace
 
 void WriteDerivedPlacement(IImageInfoNW* derived, LONG role) {
@@ -209,7 +201,7 @@ void SaveMprSeries(BSTR firstDescription, BSTR secondDescription, BSTR obliqueDe
       const auto length = static_cast<std::uint32_t>(pixels.Size());
       data.Add(std::make_unique<DicomEngine::VRBinary>("OB", 0x7FE0, 0x0010, length, std::move(pixels).Release()),
                true);
-      StoreDerivedImage(data);
+      strategy.StoreDicomData(data);
     }
   }
 }

@@ -28,9 +28,10 @@ void GenerateMprSeries(IImageInfoNW* image, ISeriesInfoNW** first, ISeriesInfoNW
 void WriteDerivedPlacement(IImageInfoNW* derived, LONG role);
 
 // Gives each derived series its description, computes every image's pixels and hands each image as a
-// DICOM data set to the workstation's storage. A series that was never made is passed over. Throws the
-// failures of the pixels and of the storage, "Failed to create the DataAccess Store object.
-// HRESULT=%0X" where there is no store.
+// DICOM data set, with its objects, to the workstation's storage, which records it in the database and
+// writes its file into the storage tree (ImageInfoWStationStrategy::StoreDicomData). A series that was
+// never made is passed over. Throws the failures of the pixels and of the storage ("Failed to create
+// the DataAccess Store object. HRESULT=%0X" where the workstation has no store).
 void SaveMprSeries(BSTR firstDescription, BSTR secondDescription, BSTR obliqueDescription, ImageLoader& loader);
 
 }  // namespace spatial

@@ -14,6 +14,8 @@
 #include <string>
 
 #include "dicom/vr_container.h"
+#include "ondrel/platform/com.h"
+#include "ondrel/store.h"
 #include "ondrel/workstation.h"
 
 class DicomToSQL {
@@ -35,6 +37,27 @@ class DicomToSQL {
   // `path` becomes FileName, or a null text when `isStoredFile` (the storage then chooses the name).
   static void FillImage(const DicomEngine::DicomData& data, IImageInfoNW** image, const std::string& path,
                         bool isStoredFile);
+
+  // A ready Store of the workstation: its trace is the core's log (name and level) and the process's
+  // connection string is the setting DbConnectionString, handed over through a GlobalConfiguration.
+  // Throws SerializableException "Failed to create the DataAccess Store object. HRESULT=%0X", "Failed to
+  // initialize the trace in the Store object. HRESULT=%0X" or "Failed to create the GlobalConfiguration
+  // object. HRESULT=%0X" (each also traced at level 1), the settings' "Cannot find the
+  // DbConnectionString setting key." and the COM failure idiom when the connection string is refused.
+  static ondrel::platform::ComPtr<IStore> CreateStore();
+
+  // Records the data set's image in the database: the four objects are filled from it and stored under
+  // `root`. With `isStoredFile` the store chooses the file's place in the storage tree and `path`
+  // receives it; otherwise `path` is where the file is and is recorded as it stands. Throws the
+  // failures of CreateStore, of the fills and of StoreImage.
+  static void StoreFromDicomData(const DicomEngine::DicomData& data, const std::string& root, std::string& path,
+                                 bool isStoredFile);
+  // Records four filled objects in the database through a new Store; with `isStoredFile`, `path`
+  // receives the FileName the store chose. Throws the failures of CreateStore; SerializableException
+  // "Failed to store the image into the database. HRESULT=%0X" carrying the store's own description
+  // (also traced at level 1); the COM failure idiom when FileName can't be read back.
+  static void StoreImage(IPatientInfoNW* patient, IStudyInfoNW* study, ISeriesInfoNW* series, IImageInfoNW* image,
+                         const std::string& root, std::string& path, bool isStoredFile);
 };
 
 // The same fills for the objects that describe DICOM media.

@@ -4,10 +4,12 @@
 #include <map>
 #include <string>
 
+#include "ondrel/store.h"
 #include "ondrel/workstation.h"
 #include "ondrel/workstation_config.h"
 #include "workstation/configuration_objects.h"
 #include "workstation/graph.h"
+#include "workstation/store_object.h"
 
 namespace ondrel::workstation {
 namespace {
@@ -185,7 +187,7 @@ struct ClassEntry {
   HRESULT (*registerClass)(REFCLSID, LPCOLESTR);
 };
 
-const std::array<ClassEntry, 10> kClasses = {{
+const std::array<ClassEntry, 11> kClasses = {{
     {&CLSID_PatientInfoNW, u"Ondrel.PatientInfoNW", &platform::RegisterComClass<PatientInfo>},
     {&CLSID_StudyInfoNW, u"Ondrel.StudyInfoNW", &platform::RegisterComClass<StudyInfo>},
     {&CLSID_SeriesInfoNW, u"Ondrel.SeriesInfoNW", &platform::RegisterComClass<SeriesInfo>},
@@ -196,6 +198,7 @@ const std::array<ClassEntry, 10> kClasses = {{
     {&CLSID_DicomDirImage, u"Ondrel.DicomDirImage", &platform::RegisterComClass<DicomDirImage>},
     {&CLSID_UserPreferences, u"Ondrel.UserPreferences", &RegisterUserPreferencesClass},
     {&CLSID_GlobalConfiguration, u"Ondrel.GlobalConfiguration", &RegisterGlobalConfigurationClass},
+    {&CLSID_Store, u"Ondrel.Store", &RegisterStoreClass},
 }};
 
 }  // namespace

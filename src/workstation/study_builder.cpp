@@ -11,10 +11,12 @@
 #include "foundation/exceptions.h"
 #include "foundation/text_utils.h"
 #include "storage/dicom_to_sql.h"
+#include "workstation/store_catalog.h"
 
 namespace ondrel {
 namespace {
 
+using platform::BStr;
 using platform::ComPtr;
 
 constexpr const char* kMediaDirectoryClass = "1.2.840.10008.1.3.10";
@@ -29,26 +31,6 @@ std::string TextOf(const DicomEngine::DicomData& data, std::uint16_t group, std:
   return text;
 }
 
-// The files to read: each file given, and the files under each folder given, in name order.
-std::vector<std::string> ExpandPaths(const std::vector<std::string>& paths, std::vector<SkippedFile>& skipped) {
-  std::vector<std::string> files;
-  for (const std::string& path : paths) {
-    std::error_code error;
-    if (!std::filesystem::is_directory(path, error)) {
-      files.push_back(path);
-      continue;
-    }
-    std::vector<std::string> found;
-    for (auto it = std::filesystem::recursive_directory_iterator(path, error);
-         !error && it != std::filesystem::recursive_directory_iterator(); it.increment(error))
-      if (it->is_regular_file(error)) found.push_back(it->path().string());
-    if (error) skipped.push_back({path, "The folder cannot be read: " + error.message()});
-    std::sort(found.begin(), found.end());
-    files.insert(files.end(), found.begin(), found.end());
-  }
-  return files;
-}
-
 struct PendingImage {
   ComPtr<IImageInfoNW> image;
   std::string path;
@@ -58,6 +40,15 @@ struct PendingImage {
   std::array<double, 3> position{};
   std::array<double, 6> orientation{};
 };
+
+// The facts the order of a series rests on, read from the image object.
+PendingImage Pending(PendingImage pending) {
+  pending.image->GetInstanceNumber(&pending.instanceNumber);
+  pending.hasGeometry =
+      pending.image->GetImagePositionValues(&pending.position[0], &pending.position[1], &pending.position[2]) == S_OK &&
+      pending.image->GetImageOrientationValues(pending.orientation.data()) == S_OK;
+  return pending;
+}
 
 struct PendingSeries {
   ComPtr<ISeriesInfoNW> series;
@@ -147,13 +138,8 @@ class Builder {
       pending.image->SetNeedsDicomData(VARIANT_TRUE);
       pending.frame = static_cast<USHORT>(frame);
       pending.image->SetFrameIndex(pending.frame);
-      pending.image->GetInstanceNumber(&pending.instanceNumber);
-      pending.hasGeometry =
-          pending.image->GetImagePositionValues(&pending.position[0], &pending.position[1], &pending.position[2]) ==
-              S_OK &&
-          pending.image->GetImageOrientationValues(pending.orientation.data()) == S_OK;
       pending.path = path;
-      series.images.push_back(std::move(pending));
+      series.images.push_back(Pending(std::move(pending)));
     }
   }
 
@@ -196,12 +182,54 @@ class Builder {
 
 }  // namespace
 
+std::vector<std::string> ListFiles(const std::vector<std::string>& paths, std::vector<SkippedFile>& unreadable) {
+  std::vector<std::string> files;
+  for (const std::string& path : paths) {
+    std::error_code error;
+    if (!std::filesystem::is_directory(path, error)) {
+      files.push_back(path);
+      continue;
+    }
+    std::vector<std::string> found;
+    for (auto it = std::filesystem::recursive_directory_iterator(path, error);
+         !error && it != std::filesystem::recursive_directory_iterator(); it.increment(error))
+      if (it->is_regular_file(error)) found.push_back(it->path().string());
+    if (error) unreadable.push_back({path, "The folder cannot be read: " + error.message()});
+    std::sort(found.begin(), found.end());
+    files.insert(files.end(), found.begin(), found.end());
+  }
+  return files;
+}
+
 StudyGraph BuildStudies(const std::vector<std::string>& paths) {
   Builder builder;
   std::vector<SkippedFile> unreadable;
-  for (const std::string& file : ExpandPaths(paths, unreadable)) builder.Read(file);
+  for (const std::string& file : ListFiles(paths, unreadable)) builder.Read(file);
   StudyGraph graph = builder.Finish();
   graph.skipped.insert(graph.skipped.begin(), unreadable.begin(), unreadable.end());
+  return graph;
+}
+
+StudyGraph OpenStoredStudies(const std::string& connection) {
+  const std::unique_ptr<workstation::Database> database = workstation::OpenDatabase(connection);
+  workstation::EnsureSchema(*database);
+  workstation::StoredObjects stored = workstation::ReadStoredObjects(*database);
+  StudyGraph graph;
+  graph.patients = std::move(stored.patients);
+  for (auto& [series, images] : stored.series) {
+    PendingSeries pending{series, {}};
+    for (auto& image : images) {
+      image->SetNeedsDicomData(VARIANT_TRUE);
+      BStr file;
+      image->GetFileName(file.Out());
+      PendingImage made;
+      made.image = image;
+      made.path = ToNarrow(file.View());
+      pending.images.push_back(Pending(std::move(made)));
+    }
+    OrderSeries(pending);
+    graph.series.push_back(series);
+  }
   return graph;
 }
 

@@ -255,6 +255,12 @@ file(REMOVE ${imported})
 expect_run(0 "Usage: ondrel import PICTURE -o OUT.dcm.*ImportImageAsDICOMFile" stdout import --help)
 expect_run(0 "import +make a DICOM file of a picture" stdout --help)
 expect_run(2 "import needs -o OUT.dcm\nUsage: ondrel import" stderr import ${pictures}/palette.png)
+expect_run(2 "import --store takes one PICTURE and no -o" stderr import ${pictures}/palette.png --store -o x.dcm)
+
+# ondrel store and ondrel studies: their arguments (tests/storage runs them on real databases).
+expect_run(0 "Usage: ondrel store \\[--copy\\] FILE\\|DIR.*ONDREL_DB_CONNECTION" stdout store --help)
+expect_run(2 "store needs a FILE or DIR\nUsage: ondrel store" stderr store)
+expect_run(2 "studies takes PATHs or --db" stderr studies --db ${pictures})
 expect_run(1 "^ondrel: [^\n]*README.md: not a picture the core reads \\(BMP, JPEG, GIF, TIFF or PNG\\)\n$" stderr
            import ${pictures}/README.md -o ${imported})
 expect_run(1 "\nondrel: core: <exception Message=\"Failed to save the image as DICOM file\\. File=image_export\\.cpp, Line=[0-9]+\"><exception Message=\"Failed to create the DICOM file\\. [^\n]*Failed to create the GDI\\+ bitmap File=image_export\\.cpp, Line=[0-9]+\"></exception></exception></exception>\n$"

@@ -68,6 +68,9 @@ std::FILE* OpenFileAnsi(LPCSTR path, LPCSTR mode);
 // The size of a stream's file, or -1 when the stream is not a regular file (a pipe, a device).
 LONGLONG FileSizeOf(std::FILE* file);
 
+// Whether a stream is a terminal, where a long run may show its progress on one line.
+bool IsTerminal(std::FILE* stream);
+
 // Reads `n` bytes at `offset` of a stream's file into `target`, whatever the stream's position and
 // buffer, which are left as they are; safe to call from several threads on one stream. Returns the
 // bytes read, short only at the end of the file, or -1 with errno and the last error set.

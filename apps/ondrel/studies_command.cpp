@@ -1,0 +1,134 @@
+#include "studies_command.h"
+
+#include <cstdio>
+#include <iostream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "command_table.h"
+#include "console_text.h"
+#include "failure_text.h"
+#include "ondrel/platform/oleauto.h"
+#include "host_setup.h"
+#include "ondrel/study_builder.h"
+
+namespace ondrel::cli {
+namespace {
+
+using platform::BStr;
+using platform::ComPtr;
+
+template <class Object>
+std::vector<ComPtr<Object>> Children(SAFEARRAY* array) {
+  const std::unique_ptr<SAFEARRAY, HRESULT (*)(SAFEARRAY*)> owner(array, &SafeArrayDestroy);
+  std::vector<ComPtr<Object>> children;
+  LONG upper = -1;
+  SafeArrayGetUBound(array, 1, &upper);
+  for (LONG i = 0; i <= upper; ++i) {
+    ComPtr<IUnknown> element;
+    ComPtr<Object> child;
+    if (SUCCEEDED(SafeArrayGetElement(array, &i, element.GetAddressOf())) && SUCCEEDED(element.As(&child)))
+      children.push_back(child);
+  }
+  return children;
+}
+
+// " NAME VALUE" for a text the object has, the value quoted when `quoted`.
+template <class Object>
+std::string Text(Object* object, HRESULT (Object::*getter)(BSTR*), const char* name, bool quoted = false) {
+  BStr value;
+  if ((object->*getter)(value.Out()) != S_OK) return {};
+  // DICOM pads its texts with blanks: a listing shows the value without them.
+  std::string text = ToConsole(value.ToString());
+  while (!text.empty() && (text.back() == ' ' || text.back() == '\0')) text.pop_back();
+  if (quoted) return " " + std::string(name) + (name[0] ? " " : "") + "\"" + text + "\"";
+  return text.empty() ? std::string() : " " + std::string(name) + (name[0] ? " " : "") + text;
+}
+
+template <class Object, class T>
+std::string Number(Object* object, HRESULT (Object::*getter)(T*), const char* name) {
+  T value{};
+  if ((object->*getter)(&value) != S_OK) return {};
+  return " " + std::string(name) + " " + std::to_string(value);
+}
+
+std::string Date(IStudyInfoNW* study) {
+  DATE value = 0.0;
+  SYSTEMTIME time{};
+  if (study->GetStudyDateTime(&value) != S_OK || value == 0.0 || !VariantTimeToSystemTime(value, &time)) return {};
+  char text[32];
+  std::snprintf(text, sizeof text, " date %04d-%02d-%02d", time.wYear, time.wMonth, time.wDay);
+  return text;
+}
+
+void ListSeries(ISeriesInfoNW* series, bool images) {
+  SAFEARRAY* array = nullptr;
+  series->GetSeriesImages(&array);
+  const std::vector<ComPtr<IImageInfoNW>> members = Children<IImageInfoNW>(array);
+  std::cout << "      series" << Text(series, &ISeriesInfoNW::GetSeriesInstanceUid, "")
+            << Number(series, &ISeriesInfoNW::GetSeriesNumber, "number") << Text(series, &ISeriesInfoNW::GetModality, "")
+            << Text(series, &ISeriesInfoNW::GetSeriesDescription, "", true) << ": " << members.size()
+            << (members.size() == 1 ? " image" : " images") << "\n";
+  if (!images) return;
+  for (const auto& image : members)
+    std::cout << "        image" << Text(image.Get(), &IImageInfoNW::GetSopInstanceUid, "")
+              << Number(image.Get(), &IImageInfoNW::GetInstanceNumber, "number")
+              << Text(image.Get(), &IImageInfoNW::GetFileName, "") << "\n";
+}
+
+void List(const StudyGraph& graph, bool images) {
+  for (const auto& patient : graph.patients) {
+    std::cout << "patient" << Text(patient.Get(), &IPatientInfoNW::GetPatientName, "", true)
+              << Text(patient.Get(), &IPatientInfoNW::GetPatientId, "id")
+              << Text(patient.Get(), &IPatientInfoNW::GetPatientSex, "sex") << "\n";
+    SAFEARRAY* studies = nullptr;
+    patient->GetPatientStudies(&studies);
+    for (const auto& study : Children<IStudyInfoNW>(studies)) {
+      std::cout << "    study" << Text(study.Get(), &IStudyInfoNW::GetStudyInstanceUid, "") << Date(study.Get())
+                << Text(study.Get(), &IStudyInfoNW::GetStudyDescription, "", true)
+                << Text(study.Get(), &IStudyInfoNW::GetAccessionNumber, "accession") << "\n";
+      SAFEARRAY* series = nullptr;
+      study->GetStudySeries(&series);
+      for (const auto& member : Children<ISeriesInfoNW>(series)) ListSeries(member.Get(), images);
+    }
+  }
+  for (const SkippedFile& skipped : graph.skipped)
+    std::cout << "passed over " << skipped.path << ": " << NarrowToConsole(skipped.reason) << "\n";
+}
+
+}  // namespace
+
+int RunStudies(std::span<const std::string_view> args) {
+  bool database = false;
+  bool images = false;
+  std::vector<std::string> paths;
+  for (const std::string_view arg : args) {
+    if (arg == "--db")
+      database = true;
+    else if (arg == "--images")
+      images = true;
+    else if (arg.starts_with("-"))
+      throw UsageError{"unknown option '" + std::string(arg) + "'"};
+    else
+      paths.emplace_back(arg);
+  }
+  if (database == !paths.empty()) throw UsageError{"studies takes PATHs or --db"};
+
+  LoadDictionary();
+  RegisterWorkstation();
+  if (!database) {
+    List(BuildStudies(paths), images);
+    return kExitSuccess;
+  }
+  UseStorageSettings();
+  const std::string connection = DatabaseConnection();
+  try {
+    List(OpenStoredStudies(connection), images);
+  } catch (const std::runtime_error& error) {
+    throw Failure{"cannot read the database " + connection + ": " + error.what(), {}};
+  }
+  return kExitSuccess;
+}
+
+}  // namespace ondrel::cli
