@@ -1,9 +1,11 @@
 // The workstation's database in a SQLite file.
 #include <sqlite3.h>
 
+#include <chrono>
 #include <map>
 #include <memory>
 #include <string>
+#include <thread>
 
 #include "workstation/database.h"
 
@@ -34,7 +36,7 @@ class SqliteDatabase final : public Database {
     // when a process dies mid-transaction. Its commits reach the disk at each checkpoint rather than
     // each commit: a power cut may take back the last commits, never a part of one, and the files
     // those rows name were not forced to the disk either (storing again records them).
-    Run("PRAGMA journal_mode=WAL");
+    TurnOnWriteAheadLog();
     Run("PRAGMA synchronous=NORMAL");
     Run("PRAGMA foreign_keys=ON");
   }
@@ -76,6 +78,21 @@ class SqliteDatabase final : public Database {
   struct StatementDeleter {
     void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
   };
+
+  // Two processes opening a new file at once race to change its journal, and SQLite tells the one
+  // that finds the other mid-change that the file is busy without waiting for the lock: it tries again.
+  void TurnOnWriteAheadLog() {
+    constexpr int kTries = 50;
+    for (int attempt = 1;; ++attempt) {
+      try {
+        Run("PRAGMA journal_mode=WAL");
+        return;
+      } catch (const SqlError& error) {
+        if (!error.retry || attempt == kTries) throw;
+      }
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+  }
 
   SqlError Failure(int code) const {
     return SqlError(sqlite3_errmsg(db_), std::to_string(code), Busy(code));
