@@ -10,6 +10,7 @@
 #include "pixels_command.h"
 #include "render_command.h"
 #include "run_command.h"
+#include "volume_command.h"
 
 namespace ondrel::cli {
 namespace {
@@ -71,6 +72,9 @@ constexpr std::array kCommands{
             kImportHelp, RunImport, false, true},
     Command{"mpr", "write the reformats of a stack of slices, made by the core, as pictures",
             "ondrel mpr FILE|DIR -o PREFIX [--mip]", kMprHelp, RunMpr, true, true},
+    Command{"volume", "render a series as a volume through the core and its volume server",
+            "ondrel volume FILE|DIR -o OUT.png [--azimuth A --elevation E] [--threshold MIN,MAX] [--mip]",
+            kVolumeHelp, RunVolume, true, true},
     Command{"run", "drive the core's component from a script", "ondrel run SCRIPT|-|--methods", kRunHelp, RunRun,
             true, true},
 };

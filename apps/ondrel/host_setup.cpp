@@ -14,6 +14,7 @@
 #include "ondrel/platform/errorinfo.h"
 #include "ondrel/platform/hresult_exception.h"
 #include "ondrel/study_builder.h"
+#include "ondrel/volume3d.h"
 #include "ondrel/workstation.h"
 
 namespace ondrel::cli {
@@ -26,7 +27,10 @@ void LoadDictionary() {
               << "; implicit VR elements read as UN\n";
 }
 
-void RegisterWorkstation() { platform::ThrowIfFailed(RegisterWorkstationClasses()); }
+void RegisterWorkstation() {
+  platform::ThrowIfFailed(RegisterWorkstationClasses());
+  platform::ThrowIfFailed(RegisterOndrel3DClass());
+}
 
 void StartComponentHost() {
   LoadDictionary();

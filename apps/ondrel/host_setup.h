@@ -15,7 +15,8 @@ namespace ondrel::cli {
 // Loads dicom_dictionary.txt from beside the executable; warns on standard error when there is none,
 // since implicit VR data then read as UN.
 void LoadDictionary();
-// Registers the workstation's information classes in the class table (once).
+// Registers the workstation's classes in the class table (once): its information objects, its
+// configuration objects and its volume server.
 void RegisterWorkstation();
 
 // GDI+ started for a command (the component draws through it, pictures are read and written with

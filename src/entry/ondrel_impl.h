@@ -7,10 +7,11 @@
 // (SaveImageAsFile to ImportImageAsDICOMFile, GetImageHBITMAP to GetImageCurrentPixelData), the
 // overlay and shutter switches (ToggleOverlaysVisibility to IsShutterApplied), the measurement tools
 // (MeasOnMouseButtonDown to Calibrate, and IOndrelMeasurements), the MPR and the MIP (GenerateMprSeries
-// to MipRotate, in spatial_methods.cpp) and InitializeTrace.
+// to MipRotate, in spatial_methods.cpp), volume mode (GenerateVolumeSeries to VolumeOnDoubleClick, in
+// volume_methods.cpp) and InitializeTrace.
 // Every other method checks its arguments and then answers E_NOTIMPL (0x80004001) with error
-// information "Not implemented.": reference lines and synchronisation and volume mode come with the
-// work that builds them; RenderImage of an image of a volume series fails until then.
+// information "Not implemented.": reference lines and synchronisation come with the work that builds
+// them.
 #pragma once
 
 #include <atomic>
