@@ -17,9 +17,9 @@
 namespace volume3d {
 namespace {
 
-// The distance between a ray's samples, in the volume's smallest spacing: half of it in a full
-// picture, so that no sample of the volume is stepped over.
-constexpr double kFullStep = 0.5;
+// The distance between a ray's samples, in the volume's smallest spacing, in a full picture: one, so
+// that a ray meets every sample's cell; the surface's crossing is refined between samples anyway.
+constexpr double kFullStep = 1.0;
 // A drag shows a picture of half the window's width and height, sampled half as often along each ray.
 constexpr int kCoarseShrink = 2;
 // Half a degree of turn for each pixel of the pointer's travel.

@@ -89,7 +89,7 @@ TEST(OndrelImpl, NullImagesSucceedAndWorkNotYetBuiltSaysSo) {
   EXPECT_EQ(ondrel->RenderImage(nullptr, window, VARIANT_TRUE), S_OK);
   EXPECT_EQ(ondrel->VolumeApplyThreshold(nullptr, window, 0, 100, 1), S_OK);
   EXPECT_EQ(ondrel->Draw(window), S_OK);  // a window the component does not know: nothing to do
-  EXPECT_EQ(ondrel->EndVolumeMode(), E_NOTIMPL);
+  EXPECT_EQ(ondrel->SetReferenceLinesMode(REFERENCE_LINE_OFF), E_NOTIMPL);
   EXPECT_EQ(TakeErrorInfo().first, u"Not implemented.");
   VARIANT_BOOL missing = 0;
   ondrel->Calibrate(window, 0, 1.0, 0, &missing);
