@@ -96,6 +96,17 @@ std::vector<platform::ComPtr<IImageInfoNW>> SeriesImages(ISeriesInfoNW* series) 
   return result;
 }
 
+std::vector<platform::ComPtr<IImageInfoNW>> LargestSeries(const std::string& input) {
+  const StudyGraph graph = BuildStudies({input});
+  std::vector<platform::ComPtr<IImageInfoNW>> stack;
+  for (const auto& series : graph.series) {
+    std::vector<platform::ComPtr<IImageInfoNW>> images = SeriesImages(series.Get());
+    if (images.size() > stack.size()) stack = std::move(images);
+  }
+  if (stack.empty()) throw Failure{input + ": no DICOM image", {}};
+  return stack;
+}
+
 std::string NoSuchFrame(const std::string& file, const FileImage& built, std::string_view what, USHORT frame) {
   return file + " has " + std::to_string(built.frames) + (built.frames == 1 ? " frame: " : " frames: ") +
          std::string(what) + " 0 to " + std::to_string(built.frames - 1) + ", not " + std::to_string(frame);

@@ -65,6 +65,9 @@ std::string TakeErrorDescription();
 
 // The images of a series in series order. Throws HResultException when the series can't list them.
 std::vector<platform::ComPtr<IImageInfoNW>> SeriesImages(ISeriesInfoNW* series);
+// The images of the series of most images that the study builder makes of `input` (a file or a
+// folder), in series order. Throws Failure "INPUT: no DICOM image" when it makes none.
+std::vector<platform::ComPtr<IImageInfoNW>> LargestSeries(const std::string& input);
 // What the study builder made of a file: the image object of one of its frames, with its series,
 // study and patient, and the number of frames the file has.
 struct FileImage {

@@ -11,7 +11,6 @@
 #include "ondrel/module.h"
 #include "ondrel/ondrel.h"
 #include "ondrel/platform/host_window.h"
-#include "ondrel/study_builder.h"
 #include "ondrel/volume3d.h"
 #include "option_numbers.h"
 #include "window_picture.h"
@@ -90,13 +89,7 @@ int RunVolume(std::span<const std::string_view> args) {
   StartComponentHost();
   const GdiplusSession gdiplus;
   if (!Started(gdiplus)) return kExitFailure;
-  const StudyGraph graph = BuildStudies({input});
-  std::vector<ComPtr<IImageInfoNW>> stack;
-  for (const auto& series : graph.series) {
-    std::vector<ComPtr<IImageInfoNW>> images = SeriesImages(series.Get());
-    if (images.size() > stack.size()) stack = std::move(images);
-  }
-  if (stack.empty()) throw Failure{input + ": no DICOM image", {}};
+  const std::vector<ComPtr<IImageInfoNW>> stack = LargestSeries(input);
 
   const ComPtr<IOndrel> core = MakeObject<IOndrel>(CLSID_OndrelImpl);
   ComPtr<ISeriesInfoNW> volume;

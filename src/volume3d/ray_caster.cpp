@@ -130,28 +130,36 @@ void Clip(Ray& ray, long count, const Volume& volume) {
   ray.last = exit < enter ? ray.first - 1 : static_cast<long>(std::floor(exit));
 }
 
+// Walks the ray's samples, leaping over each brick `useless` refuses; `visit` takes each other sample's
+// position and says whether the ray goes on.
+template <class Useless, class Visit>
+void March(const Sampler& sampler, const Ray& ray, Useless useless, Visit visit) {
+  int bx = 0;
+  int by = 0;
+  int bz = 0;
+  for (long t = ray.first; t <= ray.last; ++t) {
+    const Point p = ray.At(static_cast<double>(t));
+    if (useless(sampler.BrickAt(p, bx, by, bz))) {
+      t = ray.PastBrick(t, bx, by, bz) - 1;
+      continue;
+    }
+    if (!visit(p, t)) return;
+  }
+}
+
 float Projection(const Sampler& sampler, const Ray& ray, const RenderSettings& settings, float ceiling) {
   const auto low = static_cast<float>(settings.low);
   const auto high = static_cast<float>(settings.high);
   float best = kNothing;
-  int bx = 0;
-  int by = 0;
-  int bz = 0;
-  for (long t = ray.first; t <= ray.last;) {
-    const Point p = ray.At(static_cast<double>(t));
-    const Volume::Range& brick = sampler.BrickAt(p, bx, by, bz);
-    if (brick.high < settings.low || brick.low > settings.high ||
-        static_cast<float>(std::min<int>(brick.high, settings.high)) <= best) {
-      t = ray.PastBrick(t, bx, by, bz);
-      continue;
-    }
+  const auto useless = [&](const Volume::Range& brick) {
+    return brick.high < settings.low || brick.low > settings.high ||
+           static_cast<float>(std::min<int>(brick.high, settings.high)) <= best;
+  };
+  March(sampler, ray, useless, [&](Point p, long) {
     const float value = sampler.At(p);
-    if (value >= low && value <= high && value > best) {
-      best = value;
-      if (best >= ceiling) break;  // nothing further along can be brighter
-    }
-    ++t;
-  }
+    if (value >= low && value <= high && value > best) best = value;
+    return best < ceiling;  // nothing further along can be brighter
+  });
   return best;
 }
 
@@ -167,20 +175,12 @@ float Surface(const Sampler& sampler, const Ray& ray, const RenderSettings& sett
   const auto low = static_cast<float>(settings.low);
   const auto high = static_cast<float>(settings.high);
   const auto inside = [&](float value) { return value >= low && value <= high; };
-  int bx = 0;
-  int by = 0;
-  int bz = 0;
-  for (long t = ray.first; t <= ray.last;) {
-    const Point p = ray.At(static_cast<double>(t));
-    const Volume::Range& brick = sampler.BrickAt(p, bx, by, bz);
-    if (brick.high < settings.low || brick.low > settings.high) {
-      t = ray.PastBrick(t, bx, by, bz);
-      continue;
-    }
-    if (!inside(sampler.At(p))) {
-      ++t;
-      continue;
-    }
+  const auto useless = [&](const Volume::Range& brick) {
+    return brick.high < settings.low || brick.low > settings.high;
+  };
+  float shade = kNothing;
+  March(sampler, ray, useless, [&](Point p, long t) {
+    if (!inside(sampler.At(p))) return true;
     // The crossing lies after the sample before, which was outside the range or in a brick leapt over.
     double outside = std::max(static_cast<double>(t) - 1, static_cast<double>(ray.first));
     double within = static_cast<double>(t);
@@ -188,9 +188,10 @@ float Surface(const Sampler& sampler, const Ray& ray, const RenderSettings& sett
       const double middle = (outside + within) / 2;
       (inside(sampler.At(ray.At(middle))) ? within : outside) = middle;
     }
-    return Shade(sampler, ray.At(within), into);
-  }
-  return kNothing;
+    shade = Shade(sampler, ray.At(within), into);
+    return false;
+  });
+  return shade;
 }
 
 }  // namespace
