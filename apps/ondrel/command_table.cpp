@@ -12,6 +12,7 @@
 #include "run_command.h"
 #include "store_command.h"
 #include "studies_command.h"
+#include "volume_command.h"
 
 namespace ondrel::cli {
 namespace {
@@ -85,6 +86,9 @@ constexpr std::array kCommands{
             "ondrel studies [--images] PATH...|--db", kStudiesHelp, RunStudies, false, false, true},
     Command{"mpr", "write the reformats of a stack of slices, made by the core, as pictures",
             "ondrel mpr FILE|DIR -o PREFIX [--mip]", kMprHelp, RunMpr, true, true},
+    Command{"volume", "render a series as a volume through the core and its volume server",
+            "ondrel volume FILE|DIR -o OUT.png [--azimuth A --elevation E] [--threshold MIN,MAX] [--mip]",
+            kVolumeHelp, RunVolume, true, true},
     Command{"run", "drive the core's component from a script", "ondrel run SCRIPT|-|--methods", kRunHelp, RunRun,
             true, true, true},
 };

@@ -16,6 +16,7 @@
 #include "ondrel/platform/errorinfo.h"
 #include "ondrel/platform/hresult_exception.h"
 #include "ondrel/study_builder.h"
+#include "ondrel/volume3d.h"
 #include "ondrel/workstation.h"
 
 namespace ondrel::cli {
@@ -28,7 +29,10 @@ void LoadDictionary() {
               << "; implicit VR elements read as UN\n";
 }
 
-void RegisterWorkstation() { platform::ThrowIfFailed(RegisterWorkstationClasses()); }
+void RegisterWorkstation() {
+  platform::ThrowIfFailed(RegisterWorkstationClasses());
+  platform::ThrowIfFailed(RegisterOndrel3DClass());
+}
 
 void UseStorageSettings() {
   SettingsHelper& settings = SettingsHelper::Instance();
@@ -105,6 +109,17 @@ std::vector<platform::ComPtr<IImageInfoNW>> SeriesImages(ISeriesInfoNW* series) 
     result.push_back(image);
   }
   return result;
+}
+
+std::vector<platform::ComPtr<IImageInfoNW>> LargestSeries(const std::string& input) {
+  const StudyGraph graph = BuildStudies({input});
+  std::vector<platform::ComPtr<IImageInfoNW>> stack;
+  for (const auto& series : graph.series) {
+    std::vector<platform::ComPtr<IImageInfoNW>> images = SeriesImages(series.Get());
+    if (images.size() > stack.size()) stack = std::move(images);
+  }
+  if (stack.empty()) throw Failure{input + ": no DICOM image", {}};
+  return stack;
 }
 
 std::string NoSuchFrame(const std::string& file, const FileImage& built, std::string_view what, USHORT frame) {

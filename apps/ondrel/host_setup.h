@@ -15,7 +15,8 @@ namespace ondrel::cli {
 // Loads dicom_dictionary.txt from beside the executable; warns on standard error when there is none,
 // since implicit VR data then read as UN.
 void LoadDictionary();
-// Registers the workstation's information classes in the class table (once).
+// Registers the workstation's classes in the class table (once): its information objects, its
+// configuration objects and its volume server.
 void RegisterWorkstation();
 
 // GDI+ started for a command (the component draws through it, pictures are read and written with
@@ -75,6 +76,9 @@ std::string TakeErrorDescription();
 
 // The images of a series in series order. Throws HResultException when the series can't list them.
 std::vector<platform::ComPtr<IImageInfoNW>> SeriesImages(ISeriesInfoNW* series);
+// The images of the series of most images that the study builder makes of `input` (a file or a
+// folder), in series order. Throws Failure "INPUT: no DICOM image" when it makes none.
+std::vector<platform::ComPtr<IImageInfoNW>> LargestSeries(const std::string& input);
 // What the study builder made of a file: the image object of one of its frames, with its series,
 // study and patient, and the number of frames the file has.
 struct FileImage {

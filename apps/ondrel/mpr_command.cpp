@@ -10,7 +10,6 @@
 #include "ondrel/module.h"
 #include "ondrel/ondrel.h"
 #include "ondrel/platform/host_window.h"
-#include "ondrel/study_builder.h"
 #include "window_picture.h"
 
 namespace ondrel::cli {
@@ -54,13 +53,7 @@ int RunMpr(std::span<const std::string_view> args) {
   StartComponentHost();
   const GdiplusSession gdiplus;
   if (!Started(gdiplus)) return kExitFailure;
-  const StudyGraph graph = BuildStudies({input});
-  std::vector<ComPtr<IImageInfoNW>> stack;
-  for (const auto& series : graph.series) {
-    std::vector<ComPtr<IImageInfoNW>> images = SeriesImages(series.Get());
-    if (images.size() > stack.size()) stack = std::move(images);
-  }
-  if (stack.empty()) throw Failure{input + ": no DICOM image", {}};
+  const std::vector<ComPtr<IImageInfoNW>> stack = LargestSeries(input);
 
   ComPtr<IOndrel> core;
   HRESULT hr = CoCreateInstance(CLSID_OndrelImpl, nullptr, CLSCTX_ALL, IID_IOndrel,

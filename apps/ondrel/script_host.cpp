@@ -287,6 +287,9 @@ void ScriptHost::Call(const std::vector<Word>& words, std::ostream& out) {
                       std::to_string(given)};
   std::vector<Value> values(given);
   for (std::size_t i = 0; i < given; ++i) ParseArgument(kinds[i], words[i + 2], values[i]);
+  // A mouse event puts the pointer where it happens, as a screen does, for whoever reads it.
+  if (given >= 2 && kinds[0] == Kind::Window && kinds[1] == Kind::Point)
+    platform::MoveHostCursor(values[0].window, POINT{values[1].point.x, values[1].point.y});
 
   const HRESULT hr = method.call(values);
   const std::string description = FAILED(hr) ? TakeErrorDescription() : std::string();

@@ -13,11 +13,6 @@
 //   right and stop at the first that fails.
 // - E_FAIL (0x80004005) when the work fails, with error information (GetErrorInfo) whose description
 //   is the core's failure text, its source the program identifier "Ondrel.OndrelImpl".
-// - E_NOTIMPL (0x80004001), after the argument checks, with error information "Not implemented.",
-//   from the methods whose work this version does not have yet: volume mode (GenerateVolumeSeries to
-//   VolumeOnDoubleClick). RenderImage of an image of a volume series fails with E_FAIL until then.
-//   SaveMprSeries records every derived image in the workstation's database and writes its DICOM file
-//   into the storage tree (ondrel/store.h).
 // A host reads what the user measured through IOndrelMeasurements (include/ondrel/measurements.h), a
 // second interface of both components.
 // Booleans are VARIANT_BOOL: false 0, true -1; an input counts as true only when it equals -1.
@@ -237,7 +232,16 @@ struct IOndrel : IUnknown {
   virtual HRESULT MipOnDoubleClick(HWND hViewPort, VARIANT_BOOL* pbProcessed) = 0;                  // W P
   virtual HRESULT MipRotate(HWND hViewPort, LONG dx, LONG dy) = 0;                                  // W
 
-  // Volume mode, served by the 3D server.
+  // Volume mode, served by the volume server Ondrel3D (ondrel/volume3d.h), which the host registers.
+  // GenerateVolumeSeries ends a server that runs, makes a new one and has it build the volume series
+  // (one image, VolumeType 2). StartVolumeMode opens the server's view in a window and says whether it
+  // came up (false, and S_OK, before any generation). A window showing the volume image forwards the
+  // mouse: a press starts a drag that turns the view by the pointer's travel, which the server reads
+  // from the platform's pointer (a host puts it at each mouse event); the image's pixels are the
+  // server's picture of the view, and Draw of its window is the server's draw. EndVolumeMode ends the
+  // server and forgets every window that shows a volume image. A failed server call is E_FAIL with the
+  // server's own text, or a fixed message with the server's HRESULT. Without a server every method but
+  // GenerateVolumeSeries does nothing and succeeds.
   virtual HRESULT GenerateVolumeSeries(IImageInfoNW* pImgInfo, ISeriesInfoNW** ppVolumeSeriesInfo, LONG lMinThreshold,
                                        LONG lMaxThreshold) = 0;                                     // P P
   virtual HRESULT StartVolumeMode(HWND hViewPort, VARIANT_BOOL* vbInit3DSuccess) = 0;

@@ -31,10 +31,6 @@ Measurements* ComponentCore::LiveMeasurements(HWND window) const {
   return image != nullptr ? MeasurementsOf(*image) : nullptr;
 }
 
-HRESULT ComponentCore::NotImplemented() const {
-  return entry::ReportError(clsid_, iid_, entry::kNotImplemented, E_NOTIMPL);
-}
-
 HRESULT ComponentCore::Render(std::unique_ptr<ImageInfoStrategy> strategy, HWND window, VARIANT_BOOL keep) {
   bool shown = true;
   const HRESULT hr =

@@ -20,8 +20,6 @@ class ComponentCore {
   // The checks of a method's arguments, left to right: S_OK when all pass, else E_POINTER with the text
   // of the first that fails.
   HRESULT Check(std::initializer_list<entry::ArgumentCheck> checks) const;
-  // E_NOTIMPL with "Not implemented.".
-  HRESULT NotImplemented() const;
   // Runs `body` in the frame: S_OK, or E_FAIL with the failure's text.
   template <class Body>
   HRESULT Frame(Body&& body) const {

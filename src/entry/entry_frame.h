@@ -12,7 +12,6 @@ namespace entry {
 
 inline constexpr char16_t kInvalidWindow[] = u"The Ondrel received an invalid window handle.";
 inline constexpr char16_t kInvalidPointer[] = u"The Ondrel received an invalid pointer.";
-inline constexpr char16_t kNotImplemented[] = u"Not implemented.";
 
 // One check of a method's argument: the value, and the text that reports it null.
 struct ArgumentCheck {

@@ -9,6 +9,7 @@
 #include "spatial/mpr_pixels.h"
 #include "spatial/mpr_state.h"
 #include "spatial/reference_lines.h"
+#include "spatial/volume_tool.h"
 #include "tools/measurements.h"
 
 namespace {
@@ -17,12 +18,20 @@ std::u16string TextOf(const ImageInfoStrategy::Text& text) { return std::u16stri
 
 }  // namespace
 
-// The MPR ends with the renderer, as with its component.
-ImageRenderer::~ImageRenderer() { spatial::EndMpr(); }
+// The MPR and the volume server end with the renderer, as with its component.
+ImageRenderer::~ImageRenderer() {
+  spatial::EndMpr();
+  spatial::ReleaseVolumeServer();
+}
 
 Image* ImageRenderer::GetCurrentImage(HWND window) const {
   const auto found = viewports_.find(window);
   return found != viewports_.end() ? found->second.currentImage : nullptr;
+}
+
+ImageInfoStrategy* ImageRenderer::CurrentInfo(HWND window) const {
+  const Image* image = GetCurrentImage(window);
+  return image != nullptr ? image->Info() : nullptr;
 }
 
 Image* ImageRenderer::LiveImage(HWND window) const {
@@ -82,6 +91,8 @@ std::shared_ptr<PixelData> ImageRenderer::LoadPixels(ImageInfoStrategy& strategy
     derived = spatial::GenerateMprPixels(strategy, loader_);
   } else if (strategy.GetMipType() >= 2) {
     derived = spatial::GenerateMipPixels(strategy, loader_);
+  } else if (strategy.GetVolumeType() >= 2) {
+    derived = spatial::GenerateVolumePixels(strategy);
   } else {
     bool cached = false;
     std::shared_ptr<PixelData> data = loader_.Load(&strategy, &cached);
@@ -151,6 +162,10 @@ void ImageRenderer::Draw(HWND window) {
   if (!IsWindow(window)) return;
   Image* image = GetCurrentImage(window);
   if (image == nullptr) return;
+  if (image->Info() != nullptr && image->Info()->GetVolumeType() >= 2) {
+    spatial::DrawVolume();
+    return;
+  }
   image->Draw(window, false);
 }
 
@@ -220,13 +235,22 @@ void ImageRenderer::ResetImage(const char16_t* uid, HWND window) {
   image->ResetDisplay(window, FramePixels::Of(std::move(data), *image->Info()));
 }
 
-void ImageRenderer::EndMprMode() {
-  spatial::EndMpr();
-  std::erase_if(viewports_, [](const auto& entry) {
+void ImageRenderer::RemoveDerivedViewports(LONG (ImageInfoStrategy::*role)()) {
+  std::erase_if(viewports_, [role](const auto& entry) {
     const Image* image = entry.second.currentImage;
-    return image != nullptr && image->Info() != nullptr && image->Info()->GetMprType() >= 2;
+    return image != nullptr && image->Info() != nullptr && (image->Info()->*role)() >= 2;
   });
   ReleaseUnusedIntents();
+}
+
+void ImageRenderer::EndMprMode() {
+  spatial::EndMpr();
+  RemoveDerivedViewports(&ImageInfoStrategy::GetMprType);
+}
+
+void ImageRenderer::EndVolumeMode() {
+  spatial::EndVolumeServer();
+  RemoveDerivedViewports(&ImageInfoStrategy::GetVolumeType);
 }
 
 void ImageRenderer::RefreshOblique(bool fast) {

@@ -33,6 +33,8 @@ class ImageRenderer {
 
   // The image the window shows, or null.
   Image* GetCurrentImage(HWND window) const;
+  // The facts of the image the window shows, or null.
+  ImageInfoStrategy* CurrentInfo(HWND window) const;
   // The window's current image when the window is valid and its image has an intent, else null: what
   // the display operations work on.
   Image* LiveImage(HWND window) const;
@@ -56,7 +58,8 @@ class ImageRenderer {
   // valid and the window shows an image; the one image then stands in both records and keeps the
   // intent of the first window. Throws the renderer's window and pointer texts for null arguments.
   void RenderConsultImage(HWND window, HWND consultWindow, ImageInfoStrategy* strategy);
-  // The full draw of the window's image; nothing for an invalid window.
+  // The full draw of the window's image, or for an image of the derived volume series the volume
+  // server's draw of its view; nothing for an invalid window.
   void Draw(HWND window);
   // Makes the window the selected one and redraws the one selected before, which loses its frame.
   void SelectWindow(HWND window);
@@ -80,6 +83,11 @@ class ImageRenderer {
   // afresh from the MPR state and drawn: `fast` during a drag, in full otherwise. Nothing when no
   // window shows it. Throws the failures of the pixels and of the draw.
   void RefreshOblique(bool fast);
+
+  // Ends the volume server (spatial/volume_tool.h), and every window whose image belongs to a series
+  // derived as a volume loses its images and its record. A failure of the server is thrown once it is
+  // gone, before the windows are walked.
+  void EndVolumeMode();
 
   // The process-wide switches, flipped, and every shown image brought in line: a shutter switch reloads
   // each current image's pixels from the loader and redraws it, an overlay switch redraws it in full.
@@ -108,11 +116,14 @@ class ImageRenderer {
   };
 
   // The pixels of the strategy's image (the one place they are fetched): computed for an image of a
-  // derived MPR or MIP series, else the loader's; null when there are none.
+  // derived MPR or MIP series, the volume server's picture for one of the volume series, else the
+  // loader's; null when there are none.
   std::shared_ptr<PixelData> LoadPixels(ImageInfoStrategy& strategy) const;
   PresentationIntent* AcquirePresentationIntent(HWND window, bool keep);
   void InstallPresentationIntent(std::unique_ptr<PresentationIntent> intent, HWND window);
   void RegisterImage(const std::shared_ptr<Image>& image, HWND window, SHORT frame);
+  // Forgets every window whose current image has a role of 2 or more by `role`, then the intents no image uses.
+  void RemoveDerivedViewports(LONG (ImageInfoStrategy::*role)());
   // Frees the retired intents that no image uses any more.
   void ReleaseUnusedIntents();
 

@@ -40,10 +40,7 @@ HRESULT COndrelImpl::RenderImage(IImageInfoNW* pImgInfo, HWND hViewPort, VARIANT
   if (FAILED(checked)) return checked;
   if (pImgInfo == nullptr) return S_OK;
   std::unique_ptr<ImageInfoStrategy> strategy;
-  const HRESULT made = core_.Frame([&] {
-    strategy = std::make_unique<ImageInfoWStationStrategy>(pImgInfo);
-    if (strategy->GetVolumeType() >= 2) THROW_MY_EXCEPTION("Volume series are not rendered by this build.");
-  });
+  const HRESULT made = core_.Frame([&] { strategy = std::make_unique<ImageInfoWStationStrategy>(pImgInfo); });
   if (FAILED(made)) return made;
   return core_.Render(std::move(strategy), hViewPort, bKeepPresIntent);
 }
@@ -181,50 +178,3 @@ HRESULT COndrelImpl::CalculateSynchronizeSeriesOffset(HWND hCrtViewPort, HWND hS
   return core_.Frame([&] { core_.Renderer().CalculateSynchronizeSeriesOffset(hCrtViewPort, hSynchViewPort); });
 }
 
-HRESULT COndrelImpl::GenerateVolumeSeries(IImageInfoNW* pImgInfo, ISeriesInfoNW** ppVolumeSeriesInfo, LONG, LONG) {
-  const HRESULT checked = core_.Check({Pointer(pImgInfo), Pointer(ppVolumeSeriesInfo)});
-  if (FAILED(checked)) return checked;
-  return core_.NotImplemented();
-}
-
-HRESULT COndrelImpl::StartVolumeMode(HWND, VARIANT_BOOL*) { return core_.NotImplemented(); }
-
-HRESULT COndrelImpl::EndVolumeMode() { return core_.NotImplemented(); }
-
-HRESULT COndrelImpl::GetVolumeMode(LONG* pMode) {
-  const HRESULT checked = core_.Check({Pointer(pMode)});
-  if (FAILED(checked)) return checked;
-  return core_.NotImplemented();
-}
-
-HRESULT COndrelImpl::VolumeApplyThreshold(IImageInfoNW* pImgInfo, HWND hViewPort, LONG, LONG, SHORT) {
-  const HRESULT checked = core_.Check({WindowHandle(hViewPort)});
-  if (FAILED(checked)) return checked;
-  if (pImgInfo == nullptr) return S_OK;
-  return core_.NotImplemented();
-}
-
-HRESULT COndrelImpl::VolumeOnMouseButtonDown(HWND hViewPort, tagPOINT, VARIANT_BOOL* pbProcessed) {
-  const HRESULT checked = core_.Check({WindowHandle(hViewPort), Pointer(pbProcessed)});
-  if (FAILED(checked)) return checked;
-  return core_.NotImplemented();
-}
-
-HRESULT COndrelImpl::VolumeOnMouseMove(HWND hViewPort, tagPOINT, VARIANT_BOOL* pbProcessed) {
-  const HRESULT checked = core_.Check({WindowHandle(hViewPort), Pointer(pbProcessed)});
-  if (FAILED(checked)) return checked;
-  return core_.NotImplemented();
-}
-
-HRESULT COndrelImpl::VolumeOnMouseButtonUp(HWND hViewPort, tagPOINT, VARIANT_BOOL* pbProcessed,
-                                           VARIANT_BOOL* pbComplete) {
-  const HRESULT checked = core_.Check({WindowHandle(hViewPort), Pointer(pbProcessed), Pointer(pbComplete)});
-  if (FAILED(checked)) return checked;
-  return core_.NotImplemented();
-}
-
-HRESULT COndrelImpl::VolumeOnDoubleClick(HWND hViewPort, VARIANT_BOOL* pbProcessed) {
-  const HRESULT checked = core_.Check({WindowHandle(hViewPort), Pointer(pbProcessed)});
-  if (FAILED(checked)) return checked;
-  return core_.NotImplemented();
-}

@@ -8,10 +8,8 @@
 // overlay and shutter switches (ToggleOverlaysVisibility to IsShutterApplied), the measurement tools
 // (MeasOnMouseButtonDown to Calibrate, and IOndrelMeasurements), reference lines and series
 // synchronisation (SetReferenceLinesMode to CalculateSynchronizeSeriesOffset), the MPR and the MIP
-// (GenerateMprSeries to MipRotate, in spatial_methods.cpp) and InitializeTrace.
-// Every other method checks its arguments and then answers E_NOTIMPL (0x80004001) with error
-// information "Not implemented.": volume mode comes with the work that builds it; RenderImage of an
-// image of a volume series fails until then.
+// (GenerateMprSeries to MipRotate, in spatial_methods.cpp), volume mode (GenerateVolumeSeries to
+// VolumeOnDoubleClick, in volume_methods.cpp) and InitializeTrace.
 #pragma once
 
 #include <atomic>

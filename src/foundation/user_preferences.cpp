@@ -86,6 +86,15 @@ void StartUserPreferences(bool createObject) {
 
 void ReleaseUserPreferences() { PreferencesObject().Reset(); }
 
+LONG UserPreferenceColor(const char16_t* key, LONG defaultValue) {
+  IUserPreferences* object = PreferencesObject().Get();
+  if (object == nullptr) return defaultValue;
+  const BStr keyText{std::u16string_view(key)};
+  LONG value = defaultValue;
+  CHECK_COM_CALL(object->ReadColor(keyText.Get(), defaultValue, &value), object, IID_IUserPreferences);
+  return value;
+}
+
 namespace {
 
 ComPtr<IGlobalConfiguration>& ConfigurationObject() {

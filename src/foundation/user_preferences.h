@@ -64,6 +64,11 @@ UserPreferenceValues& Preferences();
 // values read before it keeping their new values. The object lives to the end of the process.
 void StartUserPreferences(bool createObject);
 
+// A colour read as it is needed, in the workstation's form (red in bits 16-23, alpha kept): the
+// object's ReadColor of `key`, or `defaultValue` while there is no UserPreferences object. A failed read
+// throws the COM failure idiom.
+LONG UserPreferenceColor(const char16_t* key, LONG defaultValue);
+
 // The process-wide GlobalConfiguration object, made on first need: null until then. CreateGlobalConfiguration
 // makes it when absent and answers the HRESULT of its creation (S_OK when it was there).
 IGlobalConfiguration* GlobalConfiguration();

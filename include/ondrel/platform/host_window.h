@@ -37,6 +37,11 @@ bool DeliverCharacter(HWND window, char character);
 // (the edit box of an open text annotation, for example). False when the focus is elsewhere.
 bool DeliverCharacterToFocus(HWND topLevel, char character);
 
+// Puts the pointer where a mouse event of the host happens: `clientPoint` of `window`, kept in screen
+// coordinates for GetCursorPos. A host calls it before it hands each mouse event on. False, with the
+// pointer unmoved, for an invalid window.
+bool MoveHostCursor(HWND window, POINT clientPoint);
+
 // The client size of GetDesktopWindow(), 1920 x 1080 until a host sets it. Non-positive sizes are
 // refused.
 bool SetDesktopSize(int width, int height);

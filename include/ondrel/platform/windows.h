@@ -143,6 +143,9 @@ BOOL MoveWindow(HWND hWnd, int X, int Y, int nWidth, int nHeight, BOOL bRepaint)
 int MapWindowPoints(HWND hWndFrom, HWND hWndTo, POINT* lpPoints, UINT cPoints);
 BOOL ScreenToClient(HWND hWnd, POINT* lpPoint);
 BOOL ClientToScreen(HWND hWnd, POINT* lpPoint);
+// The pointer's position in screen coordinates, where the host last put it (host_window.h), 0,0 until
+// then. FALSE for a null pointer.
+BOOL GetCursorPos(LPPOINT lpPoint);
 // Sends WM_DESTROY to the window, destroys its children the same way, sends WM_NCDESTROY, and frees
 // the window with its device contexts. Focus on the window or a child is lost. FALSE for the desktop.
 BOOL DestroyWindow(HWND hWnd);

@@ -88,6 +88,13 @@ bool DeliverCharacterToFocus(HWND topLevel, char character) {
   return DeliverCharacter(focus, character);
 }
 
+bool MoveHostCursor(HWND window, POINT clientPoint) {
+  if (ClientToScreen(window, &clientPoint) == FALSE) return false;
+  const GraphicsLock lock(GraphicsMutex());
+  WindowTable::Get().cursor = clientPoint;
+  return true;
+}
+
 bool SetDesktopSize(int width, int height) {
   if (width <= 0 || height <= 0) return false;
   const GraphicsLock lock(GraphicsMutex());

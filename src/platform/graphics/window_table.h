@@ -51,6 +51,7 @@ class WindowTable {
   HWND focus = nullptr;
   int desktopWidth = 1920;
   int desktopHeight = 1080;
+  POINT cursor{0, 0};  // in screen coordinates
 
   // The screen position of a window's client origin.
   POINT ScreenOrigin(HWND handle);

@@ -121,6 +121,13 @@ BOOL ClientToScreen(HWND hWnd, POINT* lpPoint) {
   return MapWindowPoints(hWnd, nullptr, lpPoint, 1) != 0 || GetLastError() == 0 ? TRUE : FALSE;
 }
 
+BOOL GetCursorPos(LPPOINT lpPoint) {
+  if (lpPoint == nullptr) return FALSE;
+  const GraphicsLock lock(GraphicsMutex());
+  *lpPoint = WindowTable::Get().cursor;
+  return TRUE;
+}
+
 BOOL DestroyWindow(HWND hWnd) {
   std::vector<HWND> children;
   {
