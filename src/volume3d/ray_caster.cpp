@@ -131,19 +131,25 @@ void Clip(Ray& ray, long count, const Volume& volume) {
 }
 
 // Walks the ray's samples, leaping over each brick `useless` refuses; `visit` takes each other sample's
-// position and says whether the ray goes on.
+// position and says whether the ray goes on. A brick is judged once, where the ray enters it: the
+// samples up to its far side are all visited (visiting one more than needed changes no pixel, leaping
+// over one would).
 template <class Useless, class Visit>
 void March(const Sampler& sampler, const Ray& ray, Useless useless, Visit visit) {
   int bx = 0;
   int by = 0;
   int bz = 0;
-  for (long t = ray.first; t <= ray.last; ++t) {
+  long t = ray.first;
+  while (t <= ray.last) {
     const Point p = ray.At(static_cast<double>(t));
-    if (useless(sampler.BrickAt(p, bx, by, bz))) {
-      t = ray.PastBrick(t, bx, by, bz) - 1;
+    const bool leap = useless(sampler.BrickAt(p, bx, by, bz));
+    const long end = std::min(ray.PastBrick(t, bx, by, bz), ray.last + 1);
+    if (leap) {
+      t = end;
       continue;
     }
-    if (!visit(p, t)) return;
+    for (; t < end; ++t)
+      if (!visit(ray.At(static_cast<double>(t)), t)) return;
   }
 }
 
