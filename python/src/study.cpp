@@ -4,6 +4,7 @@
 
 #include <cctype>
 #include <functional>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -40,7 +41,7 @@ py::object Answer(HRESULT got, std::string_view name, Value&& value) {
 
 // Without the blanks and NULs that pad a DICOM text: they are no part of the value.
 template <class I>
-py::object Read_TEXT(I& object, HRESULT (I::*get)(BSTR*), std::string_view name) {
+py::object ReadText(I& object, HRESULT (I::*get)(BSTR*), std::string_view name) {
   platform::BStr value;
   const HRESULT got = (object.*get)(value.Out());
   std::u16string text = value.ToString();
@@ -55,26 +56,9 @@ py::object ReadNumber(I& object, HRESULT (I::*get)(T*), std::string_view name) {
   return Answer(got, name, value);
 }
 
-template <class I>
-py::object Read_USHORT(I& object, HRESULT (I::*get)(USHORT*), std::string_view name) {
-  return ReadNumber(object, get, name);
-}
-template <class I>
-py::object Read_SHORT(I& object, HRESULT (I::*get)(SHORT*), std::string_view name) {
-  return ReadNumber(object, get, name);
-}
-template <class I>
-py::object Read_LONG(I& object, HRESULT (I::*get)(LONG*), std::string_view name) {
-  return ReadNumber(object, get, name);
-}
-template <class I>
-py::object Read_DOUBLE(I& object, HRESULT (I::*get)(double*), std::string_view name) {
-  return ReadNumber(object, get, name);
-}
-
 // A slope reads 1.0 while not available: stored values as they are.
 template <class I>
-py::object Read_SLOPE(I& object, HRESULT (I::*get)(double*), std::string_view name) {
+py::object ReadSlope(I& object, HRESULT (I::*get)(double*), std::string_view name) {
   double value = 1.0;
   const HRESULT got = (object.*get)(&value);
   if (FAILED(got)) throw MethodError("Get" + std::string(name), got);
@@ -82,7 +66,7 @@ py::object Read_SLOPE(I& object, HRESULT (I::*get)(double*), std::string_view na
 }
 
 template <class I>
-py::object Read_BOOL(I& object, HRESULT (I::*get)(VARIANT_BOOL*), std::string_view name) {
+py::object ReadBool(I& object, HRESULT (I::*get)(VARIANT_BOOL*), std::string_view name) {
   VARIANT_BOOL value = VARIANT_FALSE;
   const HRESULT got = (object.*get)(&value);
   return Answer(got, name, value != VARIANT_FALSE);
@@ -90,7 +74,7 @@ py::object Read_BOOL(I& object, HRESULT (I::*get)(VARIANT_BOOL*), std::string_vi
 
 // An automation date, days since 1899-12-30, as a datetime.datetime.
 template <class I>
-py::object Read_DATE(I& object, HRESULT (I::*get)(DATE*), std::string_view name) {
+py::object ReadDate(I& object, HRESULT (I::*get)(DATE*), std::string_view name) {
   DATE value = 0.0;
   const HRESULT got = (object.*get)(&value);
   if (got == S_FALSE) return py::none();
@@ -100,17 +84,28 @@ py::object Read_DATE(I& object, HRESULT (I::*get)(DATE*), std::string_view name)
 }
 
 template <class I>
-py::object Read_PAIR(I& object, HRESULT (I::*get)(double*, double*), std::string_view name) {
+py::object ReadPair(I& object, HRESULT (I::*get)(double*, double*), std::string_view name) {
   double first = 0.0;
   double second = 0.0;
   const HRESULT got = (object.*get)(&first, &second);
   return Answer(got, name, std::make_pair(first, second));
 }
 
+// The reader of each kind of property.
+#define ONDREL_PYTHON_READER_TEXT ReadText
+#define ONDREL_PYTHON_READER_USHORT ReadNumber
+#define ONDREL_PYTHON_READER_SHORT ReadNumber
+#define ONDREL_PYTHON_READER_LONG ReadNumber
+#define ONDREL_PYTHON_READER_DOUBLE ReadNumber
+#define ONDREL_PYTHON_READER_SLOPE ReadSlope
+#define ONDREL_PYTHON_READER_BOOL ReadBool
+#define ONDREL_PYTHON_READER_DATE ReadDate
+#define ONDREL_PYTHON_READER_PAIR ReadPair
+
 // The property `Name` of kind `Kind` of the wrapper's object (of type Interface), read-only.
 #define ONDREL_PYTHON_PROPERTY(Kind, Name)                                                  \
   type.def_property_readonly(SnakeCase(#Name).c_str(), [](const Wrapper& wrapper) {         \
-    return Read_##Kind(*wrapper.object.Get(), &Interface::Get##Name, #Name);                \
+    return ONDREL_PYTHON_READER_##Kind(*wrapper.object.Get(), &Interface::Get##Name, #Name); \
   });
 
 template <class Wrapper>
@@ -128,6 +123,15 @@ std::vector<Wrapper> Wrapped(const std::vector<platform::ComPtr<T>>& objects) {
   return wrapped;
 }
 
+// The objects a getter of a list hands out (a patient's studies, a study's series), wrapped.
+template <class Wrapper, class I>
+std::vector<Wrapper> Children(I& object, HRESULT (I::*get)(SAFEARRAY**), std::string_view name) {
+  using Child = std::remove_reference_t<decltype(*Wrapper{}.object.Get())>;
+  SAFEARRAY* array = nullptr;
+  if (const HRESULT got = (object.*get)(&array); FAILED(got)) throw MethodError(name, got);
+  return Wrapped<Child, Wrapper>(cli::ObjectsOf<Child>(array));
+}
+
 // The object a getter of a link hands out (an image's series, a series' study), or None.
 template <class Wrapper, class I, class T>
 py::object Link(I& object, HRESULT (I::*get)(T**)) {
@@ -139,18 +143,22 @@ py::object Link(I& object, HRESULT (I::*get)(T**)) {
 std::vector<StudyObject> OpenStudies(py::handle path) {
   const std::string folder = PathText(path);
   RequireExisting(folder);
-  const StudyGraph graph = InCore([&] { return BuildStudies({folder}); });
+  // Why a file was skipped is worded with the file at hand (it is opened again), so beside the core too.
+  std::vector<std::string> skippedLines;
+  const StudyGraph graph = InCore([&] {
+    StudyGraph built = BuildStudies({folder});
+    for (const SkippedFile& skipped : built.skipped)
+      skippedLines.push_back(cli::FileFailure(skipped.path, cli::NarrowToConsole(skipped.reason)).line);
+    return built;
+  });
   const py::object warn = py::module_::import("warnings").attr("warn");
   const py::object skippedFile = py::module_::import("ondrel").attr("SkippedFileWarning");
-  for (const SkippedFile& skipped : graph.skipped)
-    warn(cli::FileFailure(skipped.path, cli::NarrowToConsole(skipped.reason)).line, skippedFile, 2);
+  for (const std::string& line : skippedLines) warn(line, skippedFile, 2);
   std::vector<StudyObject> studies;
-  for (const auto& patient : graph.patients) {
-    SAFEARRAY* array = nullptr;
-    if (const HRESULT got = patient->GetPatientStudies(&array); FAILED(got))
-      throw MethodError("GetPatientStudies", got);
-    for (const auto& study : cli::ObjectsOf<IStudyInfoNW>(array)) studies.push_back(StudyObject{study});
-  }
+  for (const auto& patient : graph.patients)
+    for (StudyObject& study : Children<StudyObject>(*patient.Get(), &IPatientInfoNW::GetPatientStudies,
+                                                    "GetPatientStudies"))
+      studies.push_back(std::move(study));
   return studies;
 }
 
@@ -163,10 +171,7 @@ void DefineStudyObjects(py::module_& module) {
     auto type = DefineObject<Wrapper>(module, "Patient", "A patient of the workstation, with its studies.");
     ONDREL_PATIENT_PROPERTIES(ONDREL_PYTHON_PROPERTY)
     type.def_property_readonly("studies", [](const Wrapper& patient) {
-      SAFEARRAY* array = nullptr;
-      if (const HRESULT got = patient.object->GetPatientStudies(&array); FAILED(got))
-        throw MethodError("GetPatientStudies", got);
-      return Wrapped<IStudyInfoNW, StudyObject>(cli::ObjectsOf<IStudyInfoNW>(array));
+      return Children<StudyObject>(*patient.object.Get(), &Interface::GetPatientStudies, "GetPatientStudies");
     });
   }
   {
@@ -178,10 +183,7 @@ void DefineStudyObjects(py::module_& module) {
       return Link<PatientObject>(*study.object.Get(), &IStudyInfoNW::GetPatient);
     });
     type.def_property_readonly("series", [](const Wrapper& study) {
-      SAFEARRAY* array = nullptr;
-      if (const HRESULT got = study.object->GetStudySeries(&array); FAILED(got))
-        throw MethodError("GetStudySeries", got);
-      return Wrapped<ISeriesInfoNW, SeriesObject>(cli::ObjectsOf<ISeriesInfoNW>(array));
+      return Children<SeriesObject>(*study.object.Get(), &Interface::GetStudySeries, "GetStudySeries");
     });
     type.def_static("open", &OpenStudies, py::arg("path"),
                     "Study.open(path) -> list[Study]\n\n"
@@ -201,7 +203,7 @@ void DefineStudyObjects(py::module_& module) {
       return Link<StudyObject>(*series.object.Get(), &ISeriesInfoNW::GetStudy);
     });
     type.def_property_readonly("images", [](const Wrapper& series) {
-      return Wrapped<IImageInfoNW, ImageObject>(cli::SeriesImages(series.object.Get()));
+      return Children<ImageObject>(*series.object.Get(), &Interface::GetSeriesImages, "GetSeriesImages");
     });
   }
   {

@@ -57,10 +57,9 @@ while worker.is_alive():
     except OSError:
         time.sleep(0.01)
         continue
-    os.set_blocking(feed, True)
     try:
-        os.write(feed, data)
-    except BrokenPipeError:
+        os.write(feed, data)  # what the pipe takes at once: the main thread must never wait here
+    except (BlockingIOError, BrokenPipeError):
         pass
     os.close(feed)
     feeds += 1
