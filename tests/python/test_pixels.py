@@ -73,13 +73,21 @@ class CompressedAgreeWithReferenceDecoders(unittest.TestCase):
         numpy.testing.assert_array_equal(ours, pydicom_pixels(support.SAMPLE))
 
     def test_jpeg_2000_as_gdcmconv_decodes_it(self):
-        # 16-bit signed lossy, 14-bit signed (sign-extended from Bits Stored).
+        # 16-bit signed lossy, 14-bit signed.
         for name in ("JPEG2000.dcm", "693_J2KI.dcm"):
             with self.subTest(file=name):
                 expected = self.decoded("gdcmconv", "--raw", source=FILES / name)
                 ours = ondrel.pixels(FILES / name)
                 self.assertEqual(ours.dtype, numpy.int16)
                 numpy.testing.assert_array_equal(ours, expected)
+
+    def test_signed_jpeg_2000_samples_are_sign_extended_from_bits_stored(self):
+        # The stream codes 13-bit samples as unsigned, the header says signed: gdcmconv's decode, read as
+        # the two's complement of 13 bits.
+        name = "J2K_pixelrep_mismatch.dcm"
+        stored = self.decoded("gdcmconv", "--raw", source=FILES / name).astype(numpy.int32)
+        expected = numpy.where(stored >= 1 << 12, stored - (1 << 13), stored)
+        numpy.testing.assert_array_equal(ondrel.pixels(FILES / name), expected)
 
     def test_lossless_jpeg_2000_gives_the_uncompressed_files_samples(self):
         numpy.testing.assert_array_equal(ondrel.pixels(FILES / "MR_small_jp2klossless.dcm"),
