@@ -9,6 +9,7 @@
 #include "console_text.h"
 #include "failure_text.h"
 #include "dicom/dicom_dictionary.h"
+#include "foundation/exceptions.h"
 #include "foundation/settings_helper.h"
 #include "foundation/text_utils.h"
 #include "foundation/uid.h"
@@ -18,6 +19,7 @@
 #include "ondrel/study_builder.h"
 #include "ondrel/volume3d.h"
 #include "ondrel/workstation.h"
+#include "sources/image_loader.h"
 
 namespace ondrel::cli {
 
@@ -95,20 +97,7 @@ std::string TakeErrorDescription() {
 std::vector<platform::ComPtr<IImageInfoNW>> SeriesImages(ISeriesInfoNW* series) {
   SAFEARRAY* images = nullptr;
   platform::ThrowIfFailed(series->GetSeriesImages(&images));
-  const std::unique_ptr<SAFEARRAY, HRESULT (*)(SAFEARRAY*)> owner(images, &SafeArrayDestroy);
-  LONG lower = 0;
-  LONG upper = -1;
-  platform::ThrowIfFailed(SafeArrayGetLBound(images, 1, &lower));
-  platform::ThrowIfFailed(SafeArrayGetUBound(images, 1, &upper));
-  std::vector<platform::ComPtr<IImageInfoNW>> result;
-  for (LONG i = lower; i <= upper; ++i) {
-    platform::ComPtr<IUnknown> element;
-    platform::ThrowIfFailed(SafeArrayGetElement(images, &i, element.GetAddressOf()));
-    platform::ComPtr<IImageInfoNW> image;
-    platform::ThrowIfFailed(element.As(&image));
-    result.push_back(image);
-  }
-  return result;
+  return ObjectsOf<IImageInfoNW>(images);
 }
 
 std::vector<platform::ComPtr<IImageInfoNW>> LargestSeries(const std::string& input) {
@@ -143,6 +132,17 @@ FileImage ImageOfFile(const std::string& file, USHORT frame) {
     throw graph.skipped.empty() ? Failure{file + ": holds no image", {}}
                                 : FileFailure(file, NarrowToConsole(graph.skipped.front().reason));
   return found;
+}
+
+std::shared_ptr<PixelData> LoadPixels(ImageInfoStrategy& strategy, const std::string& file) {
+  ImageLoader loader;
+  bool wasCached = false;
+  try {
+    return loader.Load(&strategy, &wasCached);
+  } catch (const MyException& failure) {
+    const std::string text = ToConsole(ReportText(failure));
+    throw Failure{file + ": the pixels can't be loaded: " + CoreMessage(text), text};
+  }
 }
 
 }  // namespace ondrel::cli

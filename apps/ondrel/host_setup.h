@@ -1,6 +1,7 @@
 // What every command that drives the core does first.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -8,7 +9,10 @@
 #include "ondrel/platform/com.h"
 #include "ondrel/platform/gdiplus.h"
 #include "ondrel/platform/hresult_exception.h"
+#include "ondrel/platform/safearray.h"
 #include "ondrel/workstation.h"
+#include "sources/image_info_strategy.h"
+#include "sources/pixel_data.h"
 
 namespace ondrel::cli {
 
@@ -74,6 +78,27 @@ std::string HResultText(HRESULT hr);
 // taken, for the console; empty when there is none.
 std::string TakeErrorDescription();
 
+// The objects of a vector of IUnknown pointers that a workstation object gave out (the images of a
+// series, the studies of a patient), as T, in order; the array is destroyed. Throws HResultException
+// when an element can't be read or is no T.
+template <class T>
+std::vector<platform::ComPtr<T>> ObjectsOf(SAFEARRAY* array) {
+  const std::unique_ptr<SAFEARRAY, HRESULT (*)(SAFEARRAY*)> owner(array, &SafeArrayDestroy);
+  LONG lower = 0;
+  LONG upper = -1;
+  platform::ThrowIfFailed(SafeArrayGetLBound(array, 1, &lower));
+  platform::ThrowIfFailed(SafeArrayGetUBound(array, 1, &upper));
+  std::vector<platform::ComPtr<T>> result;
+  for (LONG i = lower; i <= upper; ++i) {
+    platform::ComPtr<IUnknown> element;
+    platform::ThrowIfFailed(SafeArrayGetElement(array, &i, element.GetAddressOf()));
+    platform::ComPtr<T> object;
+    platform::ThrowIfFailed(element.As(&object));
+    result.push_back(object);
+  }
+  return result;
+}
+
 // The images of a series in series order. Throws HResultException when the series can't list them.
 std::vector<platform::ComPtr<IImageInfoNW>> SeriesImages(ISeriesInfoNW* series);
 // The images of the series of most images that the study builder makes of `input` (a file or a
@@ -89,6 +114,10 @@ struct FileImage {
 // FileFailure) when the file gives no image at all: it can't be opened, is a folder, is not DICOM,
 // holds no pixel data or fails to parse.
 FileImage ImageOfFile(const std::string& file, USHORT frame);
+// The pixels of the strategy's image as the core's image loader gives them (see `ondrel pixels`),
+// loaded afresh. Throws Failure "FILE: the pixels can't be loaded: MESSAGE" with the loader's report as
+// its core text.
+std::shared_ptr<PixelData> LoadPixels(ImageInfoStrategy& strategy, const std::string& file);
 // For a frame a file does not have: "FILE has N frames: WHAT 0 to N-1, not FRAME".
 std::string NoSuchFrame(const std::string& file, const FileImage& built, std::string_view what, USHORT frame);
 

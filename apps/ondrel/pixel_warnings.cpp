@@ -90,12 +90,17 @@ std::string TextOf(HRESULT (IImageInfoNW::*get)(BSTR*), IImageInfoNW& image) {
 // Of the other syntaxes the engine parses only the compressed ones: RLE and the JPEG processes the
 // loader has no decoder for (ParseHint says why the rest fail).
 std::string TransferSyntaxWarning(const std::string& uid) {
-  for (const std::string_view shown : kShownAsMeant)
-    if (uid == shown) return {};
+  if (LoaderGivesSamples(uid)) return {};
   return SyntaxText(uid) + " is not decoded; the picture, if any, shows the compressed bytes";
 }
 
 }  // namespace
+
+bool LoaderGivesSamples(std::string_view uid) {
+  for (const std::string_view shown : kShownAsMeant)
+    if (uid == shown) return true;
+  return false;
+}
 
 std::string SyntaxText(std::string_view uid) {
   const std::string_view name = NameOf(uid);

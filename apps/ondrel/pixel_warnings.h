@@ -15,6 +15,11 @@ namespace ondrel::cli {
 // "transfer syntax UID" for a UID the host has no name for.
 std::string SyntaxText(std::string_view uid);
 
+// Whether the image loader gives samples for pixels of this transfer syntax (the plain little-endian
+// syntaxes as the file holds them, JPEG .50, .51, .70 and JPEG 2000 .90, .91 decoded; an empty UID
+// reads as implicit VR little endian), rather than the compressed bytes as they stand.
+bool LoaderGivesSamples(std::string_view uid);
+
 // What the core shows of an image object's pixels without decoding or understanding them, a sentence
 // each, from the facts the object holds (transfer syntax, bits allocated, photometric interpretation,
 // samples per pixel): a transfer syntax the loader does not decode (everything but the plain

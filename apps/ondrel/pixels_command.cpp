@@ -5,9 +5,6 @@
 #include <string>
 
 #include "command_table.h"
-#include "console_text.h"
-#include "failure_text.h"
-#include "foundation/exceptions.h"
 #include "foundation/text_utils.h"
 #include "host_setup.h"
 #include "output_file.h"
@@ -15,7 +12,6 @@
 #include "ondrel/study_builder.h"
 #include "pixel_warnings.h"
 #include "sources/image_info_strategies.h"
-#include "sources/image_loader.h"
 
 namespace ondrel::cli {
 namespace {
@@ -35,15 +31,7 @@ int RunPixels(std::span<const std::string_view> args) {
   WarnAboutPixels(*image.Get(), input);
 
   ImageInfoWStationStrategy strategy(image.Get());
-  ImageLoader loader;
-  bool wasCached = false;
-  std::shared_ptr<PixelData> pixels;
-  try {
-    pixels = loader.Load(&strategy, &wasCached);
-  } catch (const MyException& failure) {
-    const std::string text = ToConsole(ReportText(failure));
-    throw Failure{input + ": the pixels can't be loaded: " + CoreMessage(text), text};
-  }
+  const std::shared_ptr<PixelData> pixels = LoadPixels(strategy, input);
   WriteOutputFile(output, pixels->Bytes().data(), pixels->Bytes().size());
   std::cout << "rows=" << strategy.GetRows() << " columns=" << strategy.GetColumns()
             << " samples=" << strategy.GetSamplesPerPixel() << " bits_allocated=" << strategy.GetBitsAllocated()

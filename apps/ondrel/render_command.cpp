@@ -1,7 +1,5 @@
 #include "render_command.h"
 
-#include <algorithm>
-#include <cerrno>
 #include <charconv>
 #include <cstdio>
 #include <functional>
@@ -305,17 +303,6 @@ struct WindowDestroyer {
   void operator()(HWND window) const { DestroyWindow(window); }
 };
 
-// Whether one of GDI+'s encoders has exactly this MIME type.
-bool HasEncoder(const std::u16string& mime) {
-  UINT count = 0;
-  UINT size = 0;
-  if (Gdiplus::DllExports::GdipGetImageEncodersSize(&count, &size) != Gdiplus::Ok) return false;
-  std::vector<Gdiplus::ImageCodecInfo> encoders(size / sizeof(Gdiplus::ImageCodecInfo) + 1);
-  if (Gdiplus::DllExports::GdipGetImageEncoders(count, size, encoders.data()) != Gdiplus::Ok) return false;
-  return std::any_of(encoders.begin(), encoders.begin() + count,
-                     [&](const Gdiplus::ImageCodecInfo& encoder) { return mime == encoder.MimeType; });
-}
-
 // GetImageCurrentPixelData of the window's image into the file, and its line on standard output.
 bool WriteDisplayPixels(IOndrel& core, HWND window, IImageInfoNW* image, const RenderOptions& options) {
   platform::BStr uid;
@@ -349,25 +336,6 @@ bool PrintMeasurements(IOndrel& core, HWND window, const RenderOptions& options)
   platform::BStr text;
   if (Failed(options.input, "GetMeasurementsText", measurements->GetMeasurementsText(window, text.Out()))) return false;
   std::cout << ToConsole(text.ToString());
-  return true;
-}
-
-// SaveImageAsFile into OUT. The method succeeds whether or not it wrote: what it left is checked.
-bool SaveThroughCore(IOndrel& core, HWND window, const RenderOptions& options) {
-  OutputFile output(options.output);
-  const platform::BStr encoding(options.encoding);
-  const platform::BStr name(ToWide(output.Path()));
-  errno = 0;
-  if (Failed(options.input, "SaveImageAsFile", core.SaveImageAsFile(window, encoding.Get(), name.Get())))
-    return false;
-  if (output.Size() == 0) {
-    if (!HasEncoder(options.encoding))
-      throw Failure{"nothing was written to " + options.output + ": no encoder has the MIME type " +
-                        ToConsole(options.encoding) + ", and SaveImageAsFile then writes nothing",
-                    {}};
-    throw Failure{CannotWrite(options.output, "SaveImageAsFile wrote nothing"), {}};
-  }
-  output.Commit();
   return true;
 }
 
@@ -413,7 +381,10 @@ int RunRender(std::span<const std::string_view> args) {
     return kExitFailure;
 
   if (!options.encoding.empty())
-    return SaveThroughCore(*core.Get(), window.get(), options) ? kExitSuccess : kExitFailure;
+    return Failed(options.input, "SaveImageAsFile",
+                  SaveThroughCore(*core.Get(), window.get(), options.output, options.encoding))
+               ? kExitFailure
+               : kExitSuccess;
   WriteWindowPicture(window.get(), options.output);
   return kExitSuccess;
 }

@@ -12,11 +12,6 @@ namespace {
 using K = Kind;
 using V = std::span<Value>;
 
-struct Enumerator {
-  std::string_view name;
-  USHORT value;
-};
-
 constexpr std::array<Enumerator, 4> kPalettes{{{"COLOR_PALETTE_NONE", 0},
                                                {"COLOR_PALETTE_RAINBOW", 1},
                                                {"COLOR_PALETTE_HOT_IRON", 2},
@@ -41,31 +36,6 @@ constexpr std::array<Enumerator, 4> kMprModes{
     {{"MPR_MODE_NONE", 0}, {"MPR_MODE_GENERATED", 1}, {"MPR_MODE_TRANSLATION", 2}, {"MPR_MODE_ROTATION", 3}}};
 constexpr std::array<Enumerator, 4> kMipModes{
     {{"MIP_MODE_NONE", 0}, {"MIP_MODE_MAXIP", 1}, {"MIP_MODE_MINIP", 2}, {"MIP_MODE_TRANSLATION", 16}}};
-
-std::span<const Enumerator> EnumeratorsOf(Kind kind) {
-  switch (kind) {
-    case K::Palette:
-    case K::OutPalette:
-      return kPalettes;
-    case K::RotationFlip:
-      return kRotationFlips;
-    case K::Measurement:
-      return kMeasurements;
-    case K::ReferenceLines:
-    case K::OutReferenceLines:
-      return kReferenceLines;
-    case K::Synchronize:
-    case K::OutSynchronize:
-      return kSynchronize;
-    case K::OutMprMode:
-      return kMprModes;
-    case K::MipMode:
-    case K::OutMipMode:
-      return kMipModes;
-    default:
-      return {};
-  }
-}
 
 std::string_view KindName(Kind kind) {
   switch (kind) {
@@ -354,6 +324,31 @@ const std::vector<MeasurementsMethod>& MeasurementsTable() {
 
 bool IsOut(Kind kind) { return kind >= K::OutBool; }
 
+std::span<const Enumerator> Enumerators(Kind kind) {
+  switch (kind) {
+    case K::Palette:
+    case K::OutPalette:
+      return kPalettes;
+    case K::RotationFlip:
+      return kRotationFlips;
+    case K::Measurement:
+      return kMeasurements;
+    case K::ReferenceLines:
+    case K::OutReferenceLines:
+      return kReferenceLines;
+    case K::Synchronize:
+    case K::OutSynchronize:
+      return kSynchronize;
+    case K::OutMprMode:
+      return kMprModes;
+    case K::MipMode:
+    case K::OutMipMode:
+      return kMipModes;
+    default:
+      return {};
+  }
+}
+
 std::span<const MeasurementsMethod> MeasurementsMethods() { return MeasurementsTable(); }
 
 const MeasurementsMethod* FindMeasurementsMethod(std::string_view name) { return FindRow(MeasurementsTable(), name); }
@@ -367,19 +362,19 @@ std::span<const MediaMethod> MediaMethods() { return MediaTable(); }
 const MediaMethod* FindMediaMethod(std::string_view name) { return FindRow(MediaTable(), name); }
 
 std::optional<USHORT> EnumValue(Kind kind, std::string_view name) {
-  for (const Enumerator& e : EnumeratorsOf(kind))
+  for (const Enumerator& e : Enumerators(kind))
     if (e.name == name) return e.value;
   return std::nullopt;
 }
 
 std::string EnumName(Kind kind, USHORT value) {
-  for (const Enumerator& e : EnumeratorsOf(kind))
+  for (const Enumerator& e : Enumerators(kind))
     if (e.value == value) return std::string(e.name);
   return std::to_string(value);
 }
 
 std::string EnumChoices(Kind kind) {
-  const std::span<const Enumerator> enumerators = EnumeratorsOf(kind);
+  const std::span<const Enumerator> enumerators = Enumerators(kind);
   std::string text;
   for (std::size_t i = 0; i < enumerators.size(); ++i) {
     if (i > 0) text += i + 1 == enumerators.size() ? " or " : ", ";
@@ -407,7 +402,7 @@ std::string MethodsText() {
   for (const Kind kind : {K::Palette, K::RotationFlip, K::Measurement, K::ReferenceLines, K::Synchronize,
                           K::OutMprMode, K::MipMode}) {
     text.append("  ").append(KindName(kind).substr(IsOut(kind) ? 1 : 0)).append(":");
-    for (const Enumerator& e : EnumeratorsOf(kind))
+    for (const Enumerator& e : Enumerators(kind))
       text.append(" ").append(e.name).append("=").append(std::to_string(e.value));
     text += "\n";
   }

@@ -99,6 +99,14 @@ const MediaMethod* FindMediaMethod(std::string_view name);
 std::span<const MeasurementsMethod> MeasurementsMethods();
 const MeasurementsMethod* FindMeasurementsMethod(std::string_view name);
 
+// An enumerator of the interface's enumerations.
+struct Enumerator {
+  std::string_view name;
+  USHORT value;
+};
+// The enumerators of an enumeration kind (in or out), in value order; none for another kind.
+std::span<const Enumerator> Enumerators(Kind kind);
+
 // The enumerators of an enumeration kind (in or out), or none for another kind.
 std::optional<USHORT> EnumValue(Kind kind, std::string_view name);
 std::string EnumName(Kind kind, USHORT value);

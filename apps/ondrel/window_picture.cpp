@@ -1,12 +1,15 @@
 #include "window_picture.h"
 
 #include <cctype>
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <vector>
 
 #include "failure_text.h"
 #include "foundation/text_utils.h"
+#include "console_text.h"
+#include "ondrel/platform/bstr.h"
 #include "ondrel/platform/gdi.h"
 #include "output_file.h"
 
@@ -66,6 +69,33 @@ void WriteWindowPicture(HWND window, const std::string& file) {
   if (status != Ok)
     throw Failure{CannotWrite(file, "the encoder failed (GDI+ status " + std::to_string(status) + ")"), {}};
   output.Commit();
+}
+
+bool HasEncoder(const std::u16string& mime) {
+  UINT count = 0;
+  UINT size = 0;
+  if (GdipGetImageEncodersSize(&count, &size) != Ok) return false;
+  std::vector<ImageCodecInfo> encoders(size / sizeof(ImageCodecInfo) + 1);
+  if (GdipGetImageEncoders(count, size, encoders.data()) != Ok) return false;
+  return std::any_of(encoders.begin(), encoders.begin() + count,
+                     [&](const ImageCodecInfo& encoder) { return mime == encoder.MimeType; });
+}
+
+HRESULT SaveThroughCore(IOndrel& core, HWND window, const std::string& file, const std::u16string& mime) {
+  OutputFile output(file);
+  const platform::BStr encoding(mime);
+  const platform::BStr name(ToWide(output.Path()));
+  errno = 0;
+  if (const HRESULT hr = core.SaveImageAsFile(window, encoding.Get(), name.Get()); FAILED(hr)) return hr;
+  if (output.Size() == 0) {
+    if (!HasEncoder(mime))
+      throw Failure{"nothing was written to " + file + ": no encoder has the MIME type " + ToConsole(mime) +
+                        ", and SaveImageAsFile then writes nothing",
+                    {}};
+    throw Failure{CannotWrite(file, "SaveImageAsFile wrote nothing"), {}};
+  }
+  output.Commit();
+  return S_OK;
 }
 
 }  // namespace ondrel::cli

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "ondrel/ondrel.h"
 #include "ondrel/platform/gdiplus.h"
 #include "ondrel/platform/windows.h"
 
@@ -29,5 +30,15 @@ Gdiplus::Status SaveWindowPicture(HWND window, const std::string& file, const st
 // must have one, see PictureMimeType), through an OutputFile, so that a failed write leaves no partial
 // file. Throws Failure "cannot write FILE: REASON" when the file can't be written.
 void WriteWindowPicture(HWND window, const std::string& file);
+
+// Whether one of GDI+'s encoders has exactly this MIME type.
+bool HasEncoder(const std::u16string& mime);
+
+// What the component writes of `window` into `file` with SaveImageAsFile and the encoder of `mime`,
+// through an OutputFile. The method's failure is returned, its error information left for the caller;
+// S_OK once the file is in place. The method succeeds whether or not it wrote, so what it left is
+// checked: throws Failure when it left nothing (saying so when no encoder has that MIME type) or the
+// file can't be put in place.
+HRESULT SaveThroughCore(IOndrel& core, HWND window, const std::string& file, const std::u16string& mime);
 
 }  // namespace ondrel::cli

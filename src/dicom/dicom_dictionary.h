@@ -21,6 +21,9 @@ struct DictionaryEntry {
 
 class DicomDictionary {
  public:
+  // Entries by tag, (group << 16) | element.
+  using EntryMap = std::map<std::uint32_t, DictionaryEntry>;
+
   // The process-wide dictionary.
   static DicomDictionary& Instance();
 
@@ -43,10 +46,10 @@ class DicomDictionary {
   const std::string& LoadedFileName() const { return fileName_; }
   std::size_t StandardEntryCount() const { return standard_.size(); }
   std::size_t PrivateEntryCount() const;
+  // Every standard entry: its VR, VM and Name (the attribute's keyword, "RETIRED_" before a retired one).
+  const EntryMap& StandardEntries() const { return standard_; }
 
  private:
-  using EntryMap = std::map<std::uint32_t, DictionaryEntry>;
-
   void ParseLine(const std::string& line);
   static void Add(EntryMap& map, std::uint32_t key, DictionaryEntry entry);
 

@@ -19,6 +19,7 @@
 #include <optional>
 #include <string>
 #include <unordered_set>
+#include <utility>
 
 #include "sys_text.h"
 
@@ -245,7 +246,22 @@ BOOL MakeFolder(const std::optional<std::string>& path) {
   return Fail(errno == ENOENT ? ERROR_PATH_NOT_FOUND : ErrorFromErrno(errno));
 }
 
+// The host executable a host named (SetHostExecutablePath), empty for the process's own.
+struct HostExecutable {
+  std::mutex lock;
+  std::string path;
+};
+HostExecutable& NamedHostExecutable() {
+  static HostExecutable named;
+  return named;
+}
+
 std::optional<std::string> ExecutablePath() {
+  {
+    HostExecutable& named = NamedHostExecutable();
+    const std::lock_guard<std::mutex> guard(named.lock);
+    if (!named.path.empty()) return named.path;
+  }
   std::string path(256, '\0');
   for (;;) {
     const ssize_t length = ::readlink("/proc/self/exe", path.data(), path.size());
@@ -455,6 +471,12 @@ DWORD GetModuleFileNameA(HMODULE hModule, LPSTR lpFilename, DWORD nSize) {
   const std::optional<std::string> path = ModulePath(hModule);
   if (!path) return 0;
   return CopyModuleName(ondrel::platform::sys::Utf8ToCp1252Lossy(*path), lpFilename, nSize);
+}
+
+void ondrel::platform::SetHostExecutablePath(std::string path) {
+  HostExecutable& named = NamedHostExecutable();
+  const std::lock_guard<std::mutex> guard(named.lock);
+  named.path = std::move(path);
 }
 
 std::FILE* OpenFileAnsi(LPCSTR path, LPCSTR mode) {

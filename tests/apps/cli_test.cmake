@@ -30,7 +30,7 @@ expect_run(0 "^\\(0002, 0010\\) VR=UI Length=20<=>0x14 Value=\\[1.2.840.10008.1.
            stdout dump --up-to-pixels ${dicom}/MR_small.dcm)
 # Failures in a person's words; the core's own text only with --verbose, which may stand anywhere.
 expect_run(1 "^ondrel: [^\n]*README.md: not a DICOM file\n$" stderr dump ${dicom}/README.md)
-expect_run(1 "README.md: not a DICOM file\nondrel: core: It's not a DICOM file or a well formatted DICOM file\\. File=dump_command\\.cpp, Line=[0-9]+\n$"
+expect_run(1 "README.md: not a DICOM file\nondrel: core: It's not a DICOM file or a well formatted DICOM file\\. File=data_set_text\\.cpp, Line=[0-9]+\n$"
            stderr dump ${dicom}/README.md --verbose)
 expect_run(1 "^ondrel: cannot open /nonexistent/image.dcm: No such file or directory\n$" stderr dump /nonexistent/image.dcm)
 expect_run(1 "^ondrel: cannot open /nonexistent/image.dcm: No such file or directory\nondrel: core: The /nonexistent/image.dcm file cannot be opened\\. The last error is \\(in hexa\\): 0x3"

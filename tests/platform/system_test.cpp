@@ -152,6 +152,24 @@ TEST(ModuleFileName, ExecutableAndLibrary) {
   EXPECT_EQ(std::u16string(small), executable.substr(0, 4)) << "cut to fit with its null";
 }
 
+TEST(ModuleFileName, HostNamedExecutableStandsForTheProcessOnes) {
+  const auto module_of = [](auto* address) { return reinterpret_cast<HMODULE>(reinterpret_cast<void*>(address)); };
+  char16_t path[4096] = {};
+  ondrel::platform::SetHostExecutablePath("/opt/host/\u00e9/module.so");
+  const DWORD named = GetModuleFileNameW(nullptr, path, 4096);
+  const std::u16string answer(path, named);
+  const DWORD of_program = GetModuleFileNameW(module_of(&FunctionOfTheTestProgram), path, 4096);
+  const std::u16string program_answer(path, of_program);
+  const DWORD library_length = GetModuleFileNameW(module_of(&GetModuleFileNameW), path, 4096);
+  const std::u16string library(path, library_length);
+  ondrel::platform::SetHostExecutablePath("");
+  EXPECT_EQ(answer, u"/opt/host/\u00e9/module.so");
+  EXPECT_EQ(program_answer, answer);
+  EXPECT_TRUE(library.ends_with(u"/libondrel_platform.so")) << "other modules keep their own paths";
+  const DWORD restored = GetModuleFileNameW(nullptr, path, 4096);
+  EXPECT_EQ(fs::path(std::u16string(path, restored)), fs::read_symlink("/proc/self/exe"));
+}
+
 TEST(Clock, SystemTimeIsUtcWithMillisecondsAndWeekday) {
   using namespace std::chrono;
   const auto before = floor<milliseconds>(system_clock::now());

@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdio>
+#include <string>
 
 #include "ondrel/platform/wintypes.h"
 
@@ -60,6 +61,15 @@ BOOL CreateDirectoryA(LPCSTR lpPathName, void* lpSecurityAttributes);
 // ERROR_INSUFFICIENT_BUFFER when the path was cut, or 0 on failure.
 DWORD GetModuleFileNameW(HMODULE hModule, LPWSTR lpFilename, DWORD nSize);
 DWORD GetModuleFileNameA(HMODULE hModule, LPSTR lpFilename, DWORD nSize);
+
+namespace ondrel::platform {
+// Names the file that stands for the host executable from now on, for a host that is not the
+// process's executable: a Python extension module, whose data files (the dictionary, the settings,
+// the preferences) stand beside it and not beside the interpreter. GetModuleFileName of the null
+// module, and of addresses in the executable, then answers `path` (UTF-8); an empty path goes back
+// to the process's executable.
+void SetHostExecutablePath(std::string path);
+}  // namespace ondrel::platform
 
 // The C runtime's fopen for a narrow path in the ANSI code page. On failure null, with errno and the
 // last error set (as the Windows runtime's fopen leaves a last error behind).
