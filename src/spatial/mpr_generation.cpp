@@ -130,7 +130,7 @@ void GenerateMprSeries(IImageInfoNW* image, ISeriesInfoNW** first, ISeriesInfoNW
   CalculateStackAngles(lastSlice, firstSlice, state.rowsAngle, state.columnsAngle);
 
   for (const auto& slice : state.sourceStack)
-    state.sliceList.push_back({slice.get(), StackDistance(firstSlice, *slice) * std::sin(state.rowsAngle)});
+    state.sliceList.push_back({slice.get(), StackDistance(firstSlice, *slice) * std::sin(state.rowsAngle), {}});
   std::stable_sort(state.sliceList.begin(), state.sliceList.end(),
                    [](const MprSliceEntry& a, const MprSliceEntry& b) { return a.depth < b.depth; });
 

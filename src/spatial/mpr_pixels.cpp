@@ -204,19 +204,19 @@ constexpr std::size_t kLeastSlicesPerThread = 32;
 
 // One scan line of every slice, in the order of the slice list.
 std::vector<std::uint16_t> ScanSlices(const ScanGeometry& g, const SampleCoding& coding, ImageLoader& loader) {
-  const std::vector<MprSliceEntry>& slices = Mpr().sliceList;
+  std::vector<MprSliceEntry>& slices = Mpr().sliceList;
   // Every slice is loaded before any is cut, on this thread (the loader is not shared between
   // threads), so that a failure is that of the first slice that fails. The cache keeps the one copy
-  // of each slice; the frames only point into it.
-  std::vector<FramePixels> frames;
-  frames.reserve(slices.size());
+  // of each slice; the entries only point into it.
   const std::size_t sliceBytes = static_cast<std::size_t>(g.sourceRows) * static_cast<std::size_t>(g.sourceColumns) *
                                  (coding.Wide() ? 2 : 1);
-  for (const MprSliceEntry& entry : slices) {
-    bool cached = false;
-    frames.push_back(FramePixels::Of(loader.Load(entry.image, &cached), *entry.image));
+  for (MprSliceEntry& entry : slices) {
+    if (entry.pixels.Empty()) {
+      bool cached = false;
+      entry.pixels = FramePixels::Of(loader.Load(entry.image, &cached), *entry.image);
+    }
     // A slice smaller than the last one would be read past its end.
-    if (frames.back().Empty() || frames.back().Bytes().size() < sliceBytes)
+    if (entry.pixels.Empty() || entry.pixels.Bytes().size() < sliceBytes)
       THROW_MY_EXCEPTION("The Ondrel failed to load the image pixel data.");
   }
 
@@ -226,7 +226,7 @@ std::vector<std::uint16_t> ScanSlices(const ScanGeometry& g, const SampleCoding&
   ParallelRanges(slices.size(), kLeastSlicesPerThread, [&](std::size_t begin, std::size_t end) {
     std::vector<std::ptrdiff_t> offsets(columns);
     for (std::size_t s = begin; s < end; ++s)
-      cutter.Cut(slices[s], frames[s].Bytes().data(), lines.data() + s * columns, offsets);
+      cutter.Cut(slices[s], slices[s].pixels.Bytes().data(), lines.data() + s * columns, offsets);
   });
   return lines;
 }

@@ -20,6 +20,7 @@
 #include "ondrel/platform/com.h"
 #include "ondrel/workstation.h"
 #include "sources/image_info_strategy.h"
+#include "sources/pixel_data.h"
 
 namespace spatial {
 
@@ -37,6 +38,10 @@ inline constexpr std::uint16_t kSlabDragFlag = MIP_MODE_TRANSLATION;
 struct MprSliceEntry {
   ImageInfoStrategy* image = nullptr;  // in sourceStack
   double depth = 0.0;
+  // The slice's pixels once a derived image has read them: the oblique image is made afresh on every
+  // move of the MPR line, and looking each slice up in the loader again cost a fifth of that. They
+  // share the loader's block, never copy it.
+  FramePixels pixels;
 };
 
 struct MprState {
