@@ -19,7 +19,7 @@ bool verbose = false;
 // BuildStudies).
 constexpr std::string_view kNotDicom = "It's not a DICOM file or a well formatted DICOM file.";
 constexpr std::string_view kNoPixels = "The file holds no pixel data.";
-constexpr std::string_view kMediaDirectory = "A media directory (DICOMDIR), not an image.";
+constexpr std::string_view kMediaDirectory = "A media directory (DICOMDIR): name it to read its records.";
 
 std::string Hex4(unsigned long value) {
   char text[8];

@@ -128,6 +128,8 @@ FileImage ImageOfFile(const std::string& file, USHORT frame) {
       USHORT index = 0;
       if (image->GetFrameIndex(&index) == S_OK && index == frame) found.image = image;
     }
+  if (found.frames == 0 && !graph.mediaPatients.empty())
+    throw Failure{file + ": is a media directory (DICOMDIR), not an image (ondrel studies lists it)", {}};
   if (found.frames == 0)
     throw graph.skipped.empty() ? Failure{file + ": holds no image", {}}
                                 : FileFailure(file, NarrowToConsole(graph.skipped.front().reason));

@@ -112,7 +112,7 @@ struct FileImage {
 };
 // The image object of frame `frame` of a DICOM file, built by the study builder. Throws Failure (see
 // FileFailure) when the file gives no image at all: it can't be opened, is a folder, is not DICOM,
-// holds no pixel data or fails to parse.
+// holds no pixel data, fails to parse or is a DICOMDIR.
 FileImage ImageOfFile(const std::string& file, USHORT frame);
 // The pixels of the strategy's image as the core's image loader gives them (see `ondrel pixels`),
 // loaded afresh. Throws Failure "FILE: the pixels can't be loaded: MESSAGE" with the loader's report as

@@ -53,7 +53,8 @@ std::string Number(Object* object, HRESULT (Object::*getter)(T*), const char* na
   return " " + std::string(name) + " " + std::to_string(value);
 }
 
-std::string Date(IStudyInfoNW* study) {
+template <class Study>
+std::string Date(Study* study) {
   DATE value = 0.0;
   SYSTEMTIME time{};
   if (study->GetStudyDateTime(&value) != S_OK || value == 0.0 || !VariantTimeToSystemTime(value, &time)) return {};
@@ -62,37 +63,45 @@ std::string Date(IStudyInfoNW* study) {
   return text;
 }
 
-void ListSeries(ISeriesInfoNW* series, bool images) {
+// The workstation's objects and the media's (a DICOMDIR's) are listed alike.
+template <class Series, class Image>
+void ListSeries(Series* series, bool images) {
   SAFEARRAY* array = nullptr;
   series->GetSeriesImages(&array);
-  const std::vector<ComPtr<IImageInfoNW>> members = Children<IImageInfoNW>(array);
-  std::cout << "      series" << Text(series, &ISeriesInfoNW::GetSeriesInstanceUid, "")
-            << Number(series, &ISeriesInfoNW::GetSeriesNumber, "number") << Text(series, &ISeriesInfoNW::GetModality, "")
-            << Text(series, &ISeriesInfoNW::GetSeriesDescription, "", true) << ": " << members.size()
+  const std::vector<ComPtr<Image>> members = Children<Image>(array);
+  std::cout << "      series" << Text(series, &Series::GetSeriesInstanceUid, "")
+            << Number(series, &Series::GetSeriesNumber, "number") << Text(series, &Series::GetModality, "")
+            << Text(series, &Series::GetSeriesDescription, "", true) << ": " << members.size()
             << (members.size() == 1 ? " image" : " images") << "\n";
   if (!images) return;
   for (const auto& image : members)
-    std::cout << "        image" << Text(image.Get(), &IImageInfoNW::GetSopInstanceUid, "")
-              << Number(image.Get(), &IImageInfoNW::GetInstanceNumber, "number")
-              << Text(image.Get(), &IImageInfoNW::GetFileName, "") << "\n";
+    std::cout << "        image" << Text(image.Get(), &Image::GetSopInstanceUid, "")
+              << Number(image.Get(), &Image::GetInstanceNumber, "number") << Text(image.Get(), &Image::GetFileName, "")
+              << "\n";
+}
+
+template <class Patient, class Study, class Series, class Image>
+void ListPatients(const std::vector<ComPtr<Patient>>& patients, bool images) {
+  for (const auto& patient : patients) {
+    std::cout << "patient" << Text(patient.Get(), &Patient::GetPatientName, "", true)
+              << Text(patient.Get(), &Patient::GetPatientId, "id") << Text(patient.Get(), &Patient::GetPatientSex, "sex")
+              << "\n";
+    SAFEARRAY* studies = nullptr;
+    patient->GetPatientStudies(&studies);
+    for (const auto& study : Children<Study>(studies)) {
+      std::cout << "    study" << Text(study.Get(), &Study::GetStudyInstanceUid, "") << Date(study.Get())
+                << Text(study.Get(), &Study::GetStudyDescription, "", true)
+                << Text(study.Get(), &Study::GetAccessionNumber, "accession") << "\n";
+      SAFEARRAY* series = nullptr;
+      study->GetStudySeries(&series);
+      for (const auto& member : Children<Series>(series)) ListSeries<Series, Image>(member.Get(), images);
+    }
+  }
 }
 
 void List(const StudyGraph& graph, bool images) {
-  for (const auto& patient : graph.patients) {
-    std::cout << "patient" << Text(patient.Get(), &IPatientInfoNW::GetPatientName, "", true)
-              << Text(patient.Get(), &IPatientInfoNW::GetPatientId, "id")
-              << Text(patient.Get(), &IPatientInfoNW::GetPatientSex, "sex") << "\n";
-    SAFEARRAY* studies = nullptr;
-    patient->GetPatientStudies(&studies);
-    for (const auto& study : Children<IStudyInfoNW>(studies)) {
-      std::cout << "    study" << Text(study.Get(), &IStudyInfoNW::GetStudyInstanceUid, "") << Date(study.Get())
-                << Text(study.Get(), &IStudyInfoNW::GetStudyDescription, "", true)
-                << Text(study.Get(), &IStudyInfoNW::GetAccessionNumber, "accession") << "\n";
-      SAFEARRAY* series = nullptr;
-      study->GetStudySeries(&series);
-      for (const auto& member : Children<ISeriesInfoNW>(series)) ListSeries(member.Get(), images);
-    }
-  }
+  ListPatients<IPatientInfoNW, IStudyInfoNW, ISeriesInfoNW, IImageInfoNW>(graph.patients, images);
+  ListPatients<IDicomDirPatient, IDicomDirStudy, IDicomDirSeries, IDicomDirImage>(graph.mediaPatients, images);
   for (const SkippedFile& skipped : graph.skipped)
     std::cout << "passed over " << skipped.path << ": " << NarrowToConsole(skipped.reason) << "\n";
 }

@@ -18,6 +18,8 @@ struct SkippedFile {
 struct StudyGraph {
   std::vector<platform::ComPtr<IPatientInfoNW>> patients;  // in the order first met
   std::vector<platform::ComPtr<ISeriesInfoNW>> series;     // every series of every study, in the order first met
+  // The media objects of each DICOMDIR named among the paths, from its directory records.
+  std::vector<platform::ComPtr<IDicomDirPatient>> mediaPatients;
   std::vector<SkippedFile> skipped;
 };
 
@@ -31,9 +33,13 @@ std::vector<std::string> ListFiles(const std::vector<std::string>& paths, std::v
 // Images are grouped into series by Series Instance UID, series into studies by Study Instance UID,
 // studies into patients by Patient ID and name. Each series is ordered by image position along the
 // slice normal when every image has a position and all have one orientation, else by instance number; then by
-// frame and file name. Files that are not DICOM, fail to parse, hold no pixel data or are directory
-// files (DICOMDIR) are listed in `skipped`, not fatal. The workstation classes must be registered
-// (RegisterWorkstationClasses). Throws std::bad_alloc only.
+// frame and file name. Files that are not DICOM, fail to parse or hold no pixel data are listed in
+// `skipped`, not fatal.
+// A DICOMDIR named in `paths` is read into `mediaPatients`: its patients, studies, series and images
+// as its directory records link them, each image with the file its record names under the DICOMDIR's
+// folder and NeedsDicomData true (the records it passes over, and why, go to `skipped`). A DICOMDIR
+// met while walking a folder is listed in `skipped`, since the folder's files are read themselves.
+// The workstation classes must be registered (RegisterWorkstationClasses). Throws std::bad_alloc only.
 StudyGraph BuildStudies(const std::vector<std::string>& paths);
 
 // What the workstation's database holds (ondrel/store.h), as the same objects: every patient, study,

@@ -236,6 +236,8 @@ struct IDicomDirPatient : IUnknown {
   static constexpr IID kIid = MakeGuid("B00DD49D-4119-4DF0-870D-B83FD9717A2B");
   ONDREL_PATIENT_PROPERTIES(ONDREL_DECLARE_PROPERTY)
   virtual HRESULT AddStudyToPatient(IDicomDirStudy* study) = 0;
+  // The children, in the order they were added, as the workstation's objects give theirs.
+  virtual HRESULT GetPatientStudies(SAFEARRAY** studies) = 0;
 
  protected:
   ~IDicomDirPatient() = default;
@@ -247,6 +249,7 @@ struct IDicomDirStudy : IUnknown {
   ONDREL_DICOMDIR_STUDY_PROPERTIES(ONDREL_DECLARE_PROPERTY)
   virtual HRESULT GetPatient(IDicomDirPatient** patient) = 0;
   virtual HRESULT AddSeriesToStudy(IDicomDirSeries* series) = 0;
+  virtual HRESULT GetStudySeries(SAFEARRAY** series) = 0;
 
  protected:
   ~IDicomDirStudy() = default;
@@ -258,6 +261,7 @@ struct IDicomDirSeries : IUnknown {
   ONDREL_DICOMDIR_SERIES_PROPERTIES(ONDREL_DECLARE_PROPERTY)
   virtual HRESULT GetStudy(IDicomDirStudy** study) = 0;
   virtual HRESULT AddImageToSeries(IDicomDirImage* image) = 0;
+  virtual HRESULT GetSeriesImages(SAFEARRAY** images) = 0;
 
  protected:
   ~IDicomDirSeries() = default;

@@ -187,6 +187,7 @@ std::unique_ptr<VR> Parser::ReadSequence(Tag tag, const std::string& code, std::
 std::unique_ptr<VR> Parser::ReadItem(Tag sequenceTag, std::uint32_t sequenceLength, bool binary,
                                      std::uint64_t& consumed, bool& done) {
   const bool keep = IsBuiltWhileSeeking(sequenceTag);
+  const std::uint32_t start = reader_->Cursor();
   const std::uint16_t group = reader_->ReadUShort();
   const std::uint16_t element = reader_->ReadUShort();
   const std::uint32_t length = reader_->ReadULong();
@@ -229,6 +230,7 @@ std::unique_ptr<VR> Parser::ReadItem(Tag sequenceTag, std::uint32_t sequenceLeng
     return nullptr;
   }
   auto item = std::make_unique<VRSequenceItem>(kItemElement, length);
+  item->SetDataOffset(start);
   itemParser.Parse(item.get());
   return item;
 }

@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <list>
 #include <memory>
+#include <optional>
 #include <string>
 #include <unordered_set>
 
@@ -139,6 +140,14 @@ class VRSequenceItem : public VR, public VRContainer {
   // The container's: the sum of the lengths of its elements.
   std::uint32_t GetLength() const override;
   void WriteValue(BufferWriter& writer) override;
+
+  // Where the item's tag stands in the parsed data, counted as Parser::Position counts; unset for an
+  // item that no parser made. Directory records link to one another by these positions.
+  const std::optional<std::uint32_t>& DataOffset() const { return dataOffset_; }
+  void SetDataOffset(std::uint32_t offset) { dataOffset_ = offset; }
+
+ private:
+  std::optional<std::uint32_t> dataOffset_;
 };
 
 }  // namespace DicomEngine

@@ -60,12 +60,13 @@ class DicomToSQL {
                          const std::string& root, std::string& path, bool isStoredFile);
 };
 
-// The same fills for the objects that describe DICOM media.
+// The same fills for the objects that describe DICOM media. They take any data set: a whole file's, or
+// one directory record of a DICOMDIR, whose records carry the same attributes as the files.
 class DicomDirToSQL {
  public:
-  static void FillDirPatient(const DicomEngine::DicomData& data, IDicomDirPatient** patient);
-  static void FillDirStudy(const DicomEngine::DicomData& data, IDicomDirStudy** study);
-  static void FillDirSeries(const DicomEngine::DicomData& data, IDicomDirSeries** series);
-  static void FillDirImage(const DicomEngine::DicomData& data, IDicomDirImage** image, const std::string& path,
+  static void FillDirPatient(const DicomEngine::VRContainer& data, IDicomDirPatient** patient);
+  static void FillDirStudy(const DicomEngine::VRContainer& data, IDicomDirStudy** study);
+  static void FillDirSeries(const DicomEngine::VRContainer& data, IDicomDirSeries** series);
+  static void FillDirImage(const DicomEngine::VRContainer& data, IDicomDirImage** image, const std::string& path,
                            bool isStoredFile);
 };

@@ -12,6 +12,7 @@
 #include "storage/dicom_to_sql.h"
 
 using DicomEngine::DicomData;
+using DicomEngine::VRContainer;
 
 namespace {
 
@@ -20,7 +21,7 @@ using ondrel::platform::BStr;
 constexpr std::size_t kCopyMessageSize = 128;
 
 // The copy helpers: false when the tag is absent; a value of another class fails.
-bool CopyString(const DicomData& data, std::uint16_t group, std::uint16_t element, std::string& text) {
+bool CopyString(const VRContainer& data, std::uint16_t group, std::uint16_t element, std::string& text) {
   const DicomEngine::VR* vr = data.Find(group, element);
   if (vr == nullptr) return false;
   const auto* value = dynamic_cast<const DicomEngine::VRString*>(vr);
@@ -32,7 +33,7 @@ bool CopyString(const DicomData& data, std::uint16_t group, std::uint16_t elemen
   return true;
 }
 
-bool CopyUnsignedShort(const DicomData& data, std::uint16_t group, std::uint16_t element, USHORT& number) {
+bool CopyUnsignedShort(const VRContainer& data, std::uint16_t group, std::uint16_t element, USHORT& number) {
   number = 0xFFFF;
   const DicomEngine::VR* vr = data.Find(group, element);
   if (vr == nullptr) return false;
@@ -47,7 +48,7 @@ bool CopyUnsignedShort(const DicomData& data, std::uint16_t group, std::uint16_t
   return true;
 }
 
-bool CopySignedInt(const DicomData& data, std::uint16_t group, std::uint16_t element, LONG& number) {
+bool CopySignedInt(const VRContainer& data, std::uint16_t group, std::uint16_t element, LONG& number) {
   number = static_cast<LONG>(0xFFFFFFFF);
   const DicomEngine::VR* vr = data.Find(group, element);
   if (vr == nullptr) return false;
@@ -102,7 +103,7 @@ void Create(const CLSID& clsid, const char* className, Object** object) {
 // The per-row conversions: each writes the property only when the element is there.
 template <class Object>
 struct Filler {
-  const DicomData& data;
+  const VRContainer& data;
   Object* object;
 
   template <class Setter>
@@ -175,7 +176,7 @@ struct Filler {
   fill.kind(group, element, &std::remove_pointer_t<decltype(fill.object)>::Set##Name, __LINE__ __VA_OPT__(, ) __VA_ARGS__)
 
 template <class Object>
-void FillPatientRows(const DicomData& data, Object* patient) {
+void FillPatientRows(const VRContainer& data, Object* patient) {
   Filler<Object> fill{data, patient};
   ROW(Text, 0x0010, 0x0020, PatientId);
   ROW(Text, 0x0010, 0x0010, PatientName);
@@ -185,7 +186,7 @@ void FillPatientRows(const DicomData& data, Object* patient) {
 // The image rows. The media's variant reads slice thickness and spacing a second time behind the
 // slice location, and its path is always written (it is never a stored file).
 template <class Object>
-void FillImageRows(const DicomData& data, Object* image, const std::string& path, bool isStoredFile, bool media) {
+void FillImageRows(const VRContainer& data, Object* image, const std::string& path, bool isStoredFile, bool media) {
   Filler<Object> fill{data, image};
   ROW(Text, 0x0008, 0x0018, SopInstanceUid);
   ROW(Text, 0x0008, 0x0016, SopClassUid);
@@ -289,12 +290,12 @@ void DicomToSQL::FillImage(const DicomData& data, IImageInfoNW** image, const st
   FillImageRows(data, *image, path, isStoredFile, false);
 }
 
-void DicomDirToSQL::FillDirPatient(const DicomData& data, IDicomDirPatient** patient) {
+void DicomDirToSQL::FillDirPatient(const VRContainer& data, IDicomDirPatient** patient) {
   Create(CLSID_DicomDirPatient, "DicomDirPatient", patient);
   FillPatientRows(data, *patient);
 }
 
-void DicomDirToSQL::FillDirStudy(const DicomData& data, IDicomDirStudy** study) {
+void DicomDirToSQL::FillDirStudy(const VRContainer& data, IDicomDirStudy** study) {
   Create(CLSID_DicomDirStudy, "DicomDirStudy", study);
   Filler<IDicomDirStudy> fill{data, *study};
   ROW(Text, 0x0020, 0x000D, StudyInstanceUid);
@@ -305,7 +306,7 @@ void DicomDirToSQL::FillDirStudy(const DicomData& data, IDicomDirStudy** study) 
   fill.DateOnly(0x0020, &IDicomDirStudy::SetStudyDateTime, __LINE__);
 }
 
-void DicomDirToSQL::FillDirSeries(const DicomData& data, IDicomDirSeries** series) {
+void DicomDirToSQL::FillDirSeries(const VRContainer& data, IDicomDirSeries** series) {
   Create(CLSID_DicomDirSeries, "DicomDirSeries", series);
   Filler<IDicomDirSeries> fill{data, *series};
   ROW(Text, 0x0020, 0x000E, SeriesInstanceUid);
@@ -315,7 +316,7 @@ void DicomDirToSQL::FillDirSeries(const DicomData& data, IDicomDirSeries** serie
   ROW(Text, 0x0008, 0x103E, SeriesDescription);
 }
 
-void DicomDirToSQL::FillDirImage(const DicomData& data, IDicomDirImage** image, const std::string& path,
+void DicomDirToSQL::FillDirImage(const VRContainer& data, IDicomDirImage** image, const std::string& path,
                                  bool isStoredFile) {
   Create(CLSID_DicomDirImage, "DicomDirImage", image);
   FillImageRows(data, *image, path, isStoredFile, true);

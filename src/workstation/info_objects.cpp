@@ -156,6 +156,7 @@ class DicomDirPatient final : public GraphObject<IDicomDirPatient> {
  public:
   ONDREL_PATIENT_PROPERTIES(ONDREL_IMPLEMENT_PROPERTY)
   HRESULT AddStudyToPatient(IDicomDirStudy* study) override;
+  HRESULT GetPatientStudies(SAFEARRAY** studies) override { return ChildVector(studies); }
 };
 
 class DicomDirStudy final : public GraphObject<IDicomDirStudy> {
@@ -163,6 +164,7 @@ class DicomDirStudy final : public GraphObject<IDicomDirStudy> {
   ONDREL_DICOMDIR_STUDY_PROPERTIES(ONDREL_IMPLEMENT_PROPERTY)
   HRESULT GetPatient(IDicomDirPatient** patient) override { return GetParentAs<DicomDirPatient>(patient); }
   HRESULT AddSeriesToStudy(IDicomDirSeries* series) override;
+  HRESULT GetStudySeries(SAFEARRAY** series) override { return ChildVector(series); }
 };
 
 class DicomDirSeries final : public GraphObject<IDicomDirSeries> {
@@ -170,6 +172,7 @@ class DicomDirSeries final : public GraphObject<IDicomDirSeries> {
   ONDREL_DICOMDIR_SERIES_PROPERTIES(ONDREL_IMPLEMENT_PROPERTY)
   HRESULT GetStudy(IDicomDirStudy** study) override { return GetParentAs<DicomDirStudy>(study); }
   HRESULT AddImageToSeries(IDicomDirImage* image) override;
+  HRESULT GetSeriesImages(SAFEARRAY** images) override { return ChildVector(images); }
 };
 
 class DicomDirImage final : public ImageBase<IDicomDirImage> {

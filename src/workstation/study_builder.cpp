@@ -11,6 +11,7 @@
 #include "foundation/exceptions.h"
 #include "foundation/text_utils.h"
 #include "storage/dicom_to_sql.h"
+#include "workstation/media_directory.h"
 #include "workstation/store_catalog.h"
 
 namespace ondrel {
@@ -23,13 +24,7 @@ constexpr const char* kMediaDirectoryClass = "1.2.840.10008.1.3.10";
 // Direction cosines closer than this count as one orientation.
 constexpr double kSameOrientation = 1e-4;
 
-std::string TextOf(const DicomEngine::DicomData& data, std::uint16_t group, std::uint16_t element) {
-  const auto* value = dynamic_cast<const DicomEngine::VRString*>(data.Find(group, element));
-  if (value == nullptr) return {};
-  std::string text = value->Value();
-  while (!text.empty() && (text.back() == ' ' || text.back() == '\0')) text.pop_back();
-  return text;
-}
+using workstation::TrimmedText;
 
 struct PendingImage {
   ComPtr<IImageInfoNW> image;
@@ -94,10 +89,11 @@ void OrderSeries(PendingSeries& pending) {
 
 class Builder {
  public:
-  void Read(const std::string& path) {
+  // `named`: the path was given itself, not found in a folder.
+  void Read(const std::string& path, bool named) {
     DicomEngine::DicomData data(false);
+    DicomEngine::FileParser parser;
     try {
-      DicomEngine::FileParser parser;
       if (!parser.Open(ToWide(path))) {
         graph_.skipped.push_back({path, "It's not a DICOM file or a well formatted DICOM file."});
         return;
@@ -108,8 +104,12 @@ class Builder {
       graph_.skipped.push_back({path, ToNarrow(ReportText(failure))});
       return;
     }
-    if (TextOf(data, 0x0002, 0x0002) == kMediaDirectoryClass || TextOf(data, 0x0008, 0x0016) == kMediaDirectoryClass) {
-      graph_.skipped.push_back({path, "A media directory (DICOMDIR), not an image."});
+    if (TrimmedText(data, 0x0002, 0x0002) == kMediaDirectoryClass ||
+        TrimmedText(data, 0x0008, 0x0016) == kMediaDirectoryClass) {
+      if (named)
+        ReadMedia(data, parser.StartOffset(), path);
+      else
+        graph_.skipped.push_back({path, "A media directory (DICOMDIR): name it to read its records."});
       return;
     }
     if (data.Find(DicomEngine::kPixelDataGroup, DicomEngine::kPixelDataElement) == nullptr) {
@@ -129,8 +129,18 @@ class Builder {
   }
 
  private:
+  void ReadMedia(const DicomEngine::DicomData& data, std::uint32_t startOffset, const std::string& path) {
+    try {
+      workstation::MediaDirectory media = workstation::ReadMediaDirectory(data, startOffset, path);
+      graph_.mediaPatients.insert(graph_.mediaPatients.end(), media.patients.begin(), media.patients.end());
+      graph_.skipped.insert(graph_.skipped.end(), media.passedOver.begin(), media.passedOver.end());
+    } catch (const MyException& failure) {
+      graph_.skipped.push_back({path, ToNarrow(ReportText(failure))});
+    }
+  }
+
   void AddImages(const DicomEngine::DicomData& data, const std::string& path) {
-    const int frames = std::max(1, std::atoi(TextOf(data, 0x0028, 0x0008).c_str()));
+    const int frames = std::max(1, std::atoi(TrimmedText(data, 0x0028, 0x0008).c_str()));
     PendingSeries& series = SeriesFor(data);
     for (int frame = 0; frame < frames; ++frame) {
       PendingImage pending;
@@ -144,7 +154,7 @@ class Builder {
   }
 
   PendingSeries& SeriesFor(const DicomEngine::DicomData& data) {
-    const std::string uid = TextOf(data, 0x0020, 0x000E);
+    const std::string uid = TrimmedText(data, 0x0020, 0x000E);
     auto found = series_.find(uid);
     if (found != series_.end()) return found->second;
     PendingSeries pending;
@@ -155,7 +165,7 @@ class Builder {
   }
 
   IStudyInfoNW* StudyFor(const DicomEngine::DicomData& data) {
-    const std::string uid = TextOf(data, 0x0020, 0x000D);
+    const std::string uid = TrimmedText(data, 0x0020, 0x000D);
     auto found = studies_.find(uid);
     if (found != studies_.end()) return found->second.Get();
     ComPtr<IStudyInfoNW> study;
@@ -165,7 +175,7 @@ class Builder {
   }
 
   IPatientInfoNW* PatientFor(const DicomEngine::DicomData& data) {
-    const std::string key = TextOf(data, 0x0010, 0x0020) + '\\' + TextOf(data, 0x0010, 0x0010);
+    const std::string key = TrimmedText(data, 0x0010, 0x0020) + '\\' + TrimmedText(data, 0x0010, 0x0010);
     auto found = patients_.find(key);
     if (found != patients_.end()) return found->second.Get();
     ComPtr<IPatientInfoNW> patient;
@@ -204,7 +214,14 @@ std::vector<std::string> ListFiles(const std::vector<std::string>& paths, std::v
 StudyGraph BuildStudies(const std::vector<std::string>& paths) {
   Builder builder;
   std::vector<SkippedFile> unreadable;
-  for (const std::string& file : ListFiles(paths, unreadable)) builder.Read(file);
+  for (const std::string& path : paths) {
+    std::error_code error;
+    if (!std::filesystem::is_directory(path, error)) {
+      builder.Read(path, true);
+      continue;
+    }
+    for (const std::string& file : ListFiles({path}, unreadable)) builder.Read(file, false);
+  }
   StudyGraph graph = builder.Finish();
   graph.skipped.insert(graph.skipped.begin(), unreadable.begin(), unreadable.end());
   return graph;

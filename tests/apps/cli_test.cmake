@@ -261,6 +261,14 @@ expect_run(2 "import --store takes one PICTURE and no -o" stderr import ${pictur
 expect_run(0 "Usage: ondrel store \\[--copy\\] FILE\\|DIR.*ONDREL_DB_CONNECTION" stdout store --help)
 expect_run(2 "store needs a FILE or DIR\nUsage: ondrel store" stderr store)
 expect_run(2 "studies takes PATHs or --db" stderr studies --db ${pictures})
+# A DICOMDIR lists its medium (the hierarchy itself is checked in tests/workstation); one that sends an
+# image out of its folder says which record it passed over. A DICOMDIR is not an image to render.
+set(media "/usr/lib/python3/dist-packages/pydicom/data/test_files/dicomdirtests")
+expect_run(0 "^patient \"Doe\\^Archibald\" id 77654033\n    study [^\n]*\n      series [^\n]* CR: 1 image\n.*\n        image 1\\.3\\.6\\.1\\.4\\.1\\.5962\\.1\\.1\\.0\\.0\\.0\\.1196533885\\.18148\\.0\\.124 number 7 ${media}/98892003/MR700/4648\n$"
+           stdout studies --images ${media}/DICOMDIR-reordered)
+expect_run(0 "\npassed over [^\n]*dotdot\\.dcm: The IMAGE directory record at byte 856 has the file ID \"\\.\\.\\\\[^\n]*which would leave the DICOMDIR's folder\\.\n$"
+           stdout studies ${CMAKE_CURRENT_LIST_DIR}/../data/workstation/dicomdir/dotdot.dcm)
+expect_run(1 "DICOMDIR: is a media directory \\(DICOMDIR\\), not an image" stderr render ${media}/DICOMDIR -o x.png)
 expect_run(1 "^ondrel: [^\n]*README.md: not a picture the core reads \\(BMP, JPEG, GIF, TIFF or PNG\\)\n$" stderr
            import ${pictures}/README.md -o ${imported})
 expect_run(1 "\nondrel: core: <exception Message=\"Failed to save the image as DICOM file\\. File=image_export\\.cpp, Line=[0-9]+\"><exception Message=\"Failed to create the DICOM file\\. [^\n]*Failed to create the GDI\\+ bitmap File=image_export\\.cpp, Line=[0-9]+\"></exception></exception></exception>\n$"

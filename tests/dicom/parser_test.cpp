@@ -177,6 +177,35 @@ TEST(Parser, SequencesNestUpToALimit) {
             "The sequences are nested more than 64 levels deep.");
 }
 
+// Directory records link to one another by where their items start: each item keeps that position,
+// across chunk boundaries, in defined and undefined lengths and inside nested sequences.
+TEST(Parser, ItemsKnowWhereTheyStart) {
+  const Bytes bytes = Bytes().then(kName)                                    // bytes 0-9
+                          .explicit_long(0x0004, 0x1220, "SQ", kUndefinedLength)  // 10-21
+                          .item(10).then(kModality)                           // item at 22, to 39
+                          .item(kUndefinedLength)                             // item at 40
+                          .explicit_long(0x0008, 0x1115, "SQ", 18).item(10).then(kName)  // inner item at 60
+                          .item_end()
+                          .item(10).then(kName)                               // item at 86
+                          .seq_end();
+  VRContainer data(false);
+  ParserOver(bytes, kExplicit).Parse(&data);
+  const auto* records = dynamic_cast<const VRSequence*>(data.Find(0x0004, 0x1220));
+  ASSERT_NE(records, nullptr);
+  std::vector<std::uint32_t> starts;
+  for (const auto& entry : records->Elements()) {
+    const auto* item = dynamic_cast<const VRSequenceItem*>(entry.get());
+    ASSERT_NE(item, nullptr);
+    if (item->Element() == kItemElement) starts.push_back(item->DataOffset().value_or(0xFFFFFFFF));
+  }
+  EXPECT_EQ(starts, (std::vector<std::uint32_t>{22, 40, 86}));
+  const auto* second = dynamic_cast<const VRSequenceItem*>(std::next(records->Elements().begin())->get());
+  const auto* inner = dynamic_cast<const VRSequence*>(second->Find(0x0008, 0x1115));
+  ASSERT_NE(inner, nullptr);
+  EXPECT_EQ(dynamic_cast<const VRSequenceItem*>(inner->Elements().front().get())->DataOffset(), 60u);
+  EXPECT_FALSE(VRSequenceItem(kItemElement, 0).DataOffset()) << "an item built in code was never read";
+}
+
 // Bytes that begin a data set without preamble, with `sixth` as their sixth byte.
 Bytes StartingWith(std::uint8_t sixth) { return Bytes().u16(0x0008).u16(0x0005).raw({'C', sixth}).zeros(10); }
 

@@ -53,11 +53,10 @@ std::u16string ReadText(Object* object, HRESULT (Object::*getter)(BSTR*)) {
   return hr == S_OK ? Wide(text) : u"(not available)";
 }
 
-// The images of a series' vector.
-inline std::vector<ComPtr<IImageInfoNW>> ImagesOf(ISeriesInfoNW* series) {
-  SAFEARRAY* array = nullptr;
-  EXPECT_EQ(series->GetSeriesImages(&array), S_OK);
-  std::vector<ComPtr<IImageInfoNW>> images;
+// The objects of a child vector (GetSeriesImages, GetStudySeries, ...), which it destroys.
+template <class Child>
+std::vector<ComPtr<Child>> ChildrenOf(SAFEARRAY* array) {
+  std::vector<ComPtr<Child>> children;
   LONG lower = 0;
   LONG upper = -1;
   SafeArrayGetLBound(array, 1, &lower);
@@ -65,12 +64,19 @@ inline std::vector<ComPtr<IImageInfoNW>> ImagesOf(ISeriesInfoNW* series) {
   for (LONG i = lower; i <= upper; ++i) {
     ComPtr<IUnknown> element;
     SafeArrayGetElement(array, &i, element.GetAddressOf());
-    ComPtr<IImageInfoNW> image;
-    element.As(&image);
-    images.push_back(image);
+    ComPtr<Child> child;
+    element.As(&child);
+    children.push_back(child);
   }
   SafeArrayDestroy(array);
-  return images;
+  return children;
+}
+
+// The images of a series' vector.
+inline std::vector<ComPtr<IImageInfoNW>> ImagesOf(ISeriesInfoNW* series) {
+  SAFEARRAY* array = nullptr;
+  EXPECT_EQ(series->GetSeriesImages(&array), S_OK);
+  return ChildrenOf<IImageInfoNW>(array);
 }
 
 // The message of the MyException that `action` throws.

@@ -53,7 +53,7 @@ TEST(StudyBuilder, GroupsAndOrdersTheMediaTestFolderAsPydicomDoes) {
   // The directory files and the read-me are reported, not fatal.
   std::map<std::string, std::string> skipped;
   for (const auto& file : graph.skipped) skipped[file.path.substr(kFolder.size() + 1)] = file.reason;
-  EXPECT_EQ(skipped["DICOMDIR"], "A media directory (DICOMDIR), not an image.");
+  EXPECT_EQ(skipped["DICOMDIR"], "A media directory (DICOMDIR): name it to read its records.");
   EXPECT_EQ(skipped["README.txt"], "It's not a DICOM file or a well formatted DICOM file.");
 }
 
