@@ -9,7 +9,8 @@
         view.window_level(400, 40)
         picture = view.picture()                     # what the window shows: 512 x 512 x 3 uint8
 
-``Study.open(folder)`` builds the workstation's patients, studies, series and images from files, and a
+``Study.open(path)`` builds the workstation's patients, studies, series and images from files (a folder
+or a DICOMDIR's records), ``Study.open_database()`` from the workstation's database, and a
 viewport has every method of the component's interface under its own name (``view.PanImage(10, 0)``).
 The core's files (its DICOM dictionary, settings, the user's preferences and texts) are read from
 this package's folder, and its trace log, when started, goes into the folder ``Log`` there.
@@ -20,7 +21,7 @@ class Error(Exception):
     """A failure of the core.
 
     ``str(error)`` says what failed in a sentence; ``hresult`` is the failure's code (0x80004005,
-    E_FAIL, for most; 0x80004001, E_NOTIMPL, for a method not implemented) and ``description`` the
+    E_FAIL, for most; 0x80004003, E_POINTER, for an argument the core refuses) and ``description`` the
     core's own text of it: the error information a failing method left (an ``<exception ...>`` text
     with source file and line), or the engine's report; empty when the core gave none.
     """
@@ -36,7 +37,8 @@ class PixelWarning(UserWarning):
 
 
 class SkippedFileWarning(UserWarning):
-    """Study.open met a file that gives no image: not DICOM, no pixel data, a DICOMDIR, unreadable."""
+    """Study.open met a file that gives no image (not DICOM, no pixel data, a DICOMDIR met in a folder,
+    unreadable), or a DICOMDIR record it passed over."""
 
 
 from ._ondrel import (  # noqa: E402  (the classes above must exist when the module raises them)

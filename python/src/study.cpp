@@ -123,13 +123,19 @@ std::vector<Wrapper> Wrapped(const std::vector<platform::ComPtr<T>>& objects) {
   return wrapped;
 }
 
-// The objects a getter of a list hands out (a patient's studies, a study's series), wrapped.
+// The objects a getter of a list hands out (a patient's studies, a study's series).
+template <class Child, class I>
+std::vector<platform::ComPtr<Child>> ChildrenOf(I& object, HRESULT (I::*get)(SAFEARRAY**), std::string_view name) {
+  SAFEARRAY* array = nullptr;
+  if (const HRESULT got = (object.*get)(&array); FAILED(got)) throw MethodError(name, got);
+  return cli::ObjectsOf<Child>(array);
+}
+
+// The same, wrapped.
 template <class Wrapper, class I>
 std::vector<Wrapper> Children(I& object, HRESULT (I::*get)(SAFEARRAY**), std::string_view name) {
   using Child = std::remove_reference_t<decltype(*Wrapper{}.object.Get())>;
-  SAFEARRAY* array = nullptr;
-  if (const HRESULT got = (object.*get)(&array); FAILED(got)) throw MethodError(name, got);
-  return Wrapped<Child, Wrapper>(cli::ObjectsOf<Child>(array));
+  return Wrapped<Child, Wrapper>(ChildrenOf<Child>(object, get, name));
 }
 
 // The object a getter of a link hands out (an image's series, a series' study), or None.
@@ -140,6 +146,35 @@ py::object Link(I& object, HRESULT (I::*get)(T**)) {
   return py::cast(Wrapper{linked});
 }
 
+// The files the image records of a DICOMDIR's medium name, record after record.
+std::vector<std::string> MediaFiles(const StudyGraph& graph) {
+  std::vector<std::string> files;
+  for (const auto& patient : graph.mediaPatients)
+    for (const auto& study : ChildrenOf<IDicomDirStudy>(*patient.Get(), &IDicomDirPatient::GetPatientStudies,
+                                                        "GetPatientStudies"))
+      for (const auto& series : ChildrenOf<IDicomDirSeries>(*study.Get(), &IDicomDirStudy::GetStudySeries,
+                                                            "GetStudySeries"))
+        for (const auto& image : ChildrenOf<IDicomDirImage>(*series.Get(), &IDicomDirSeries::GetSeriesImages,
+                                                            "GetSeriesImages")) {
+          platform::BStr file;
+          if (image->GetFileName(file.Out()) == S_OK) files.push_back(cli::ToConsole(file.ToString()));
+        }
+  return files;
+}
+
+// The studies of the graph, patient by patient; the files it skipped told as SkippedFileWarnings.
+std::vector<StudyObject> StudiesOf(const StudyGraph& graph, const std::vector<std::string>& skippedLines) {
+  const py::object warn = py::module_::import("warnings").attr("warn");
+  const py::object skippedFile = py::module_::import("ondrel").attr("SkippedFileWarning");
+  for (const std::string& line : skippedLines) warn(line, skippedFile, 3);
+  std::vector<StudyObject> studies;
+  for (const auto& patient : graph.patients)
+    for (StudyObject& study : Children<StudyObject>(*patient.Get(), &IPatientInfoNW::GetPatientStudies,
+                                                    "GetPatientStudies"))
+      studies.push_back(std::move(study));
+  return studies;
+}
+
 std::vector<StudyObject> OpenStudies(py::handle path) {
   const std::string folder = PathText(path);
   RequireExisting(folder);
@@ -147,19 +182,30 @@ std::vector<StudyObject> OpenStudies(py::handle path) {
   std::vector<std::string> skippedLines;
   const StudyGraph graph = InCore([&] {
     StudyGraph built = BuildStudies({folder});
+    // A DICOMDIR: the workstation's objects of the files its records name, which a viewport shows.
+    if (!built.mediaPatients.empty()) {
+      StudyGraph files = BuildStudies(MediaFiles(built));
+      files.skipped.insert(files.skipped.begin(), built.skipped.begin(), built.skipped.end());
+      built = std::move(files);
+    }
     for (const SkippedFile& skipped : built.skipped)
       skippedLines.push_back(cli::FileFailure(skipped.path, cli::NarrowToConsole(skipped.reason)).line);
     return built;
   });
-  const py::object warn = py::module_::import("warnings").attr("warn");
-  const py::object skippedFile = py::module_::import("ondrel").attr("SkippedFileWarning");
-  for (const std::string& line : skippedLines) warn(line, skippedFile, 2);
-  std::vector<StudyObject> studies;
-  for (const auto& patient : graph.patients)
-    for (StudyObject& study : Children<StudyObject>(*patient.Get(), &IPatientInfoNW::GetPatientStudies,
-                                                    "GetPatientStudies"))
-      studies.push_back(std::move(study));
-  return studies;
+  return StudiesOf(graph, skippedLines);
+}
+
+std::vector<StudyObject> OpenDatabase(py::object connection) {
+  const std::string named = connection.is_none() ? std::string() : PathText(connection);
+  const StudyGraph graph = InCore([&] {
+    const std::string text = named.empty() ? cli::DatabaseConnection() : named;
+    try {
+      return OpenStoredStudies(text);
+    } catch (const std::runtime_error& error) {
+      throw cli::Failure{"cannot read the database " + text + ": " + error.what(), {}};
+    }
+  });
+  return StudiesOf(graph, {});
 }
 
 }  // namespace
@@ -191,8 +237,17 @@ void DefineStudyObjects(py::module_& module) {
                     "does before it shows them: an image per frame, filled from its file, images grouped into\n"
                     "series (ordered along the slice normal, else by instance number), series into studies,\n"
                     "studies into patients. Returns the studies, patient by patient, in the order first met.\n"
-                    "A file that gives no image (not DICOM, no pixel data, a DICOMDIR, unreadable) is told\n"
-                    "in a SkippedFileWarning. Raises FileNotFoundError when nothing stands at `path`.");
+                    "`path` may be a DICOMDIR: the files its image records name are read. A file that gives no\n"
+                    "image (not DICOM, no pixel data, a DICOMDIR met in a folder, unreadable) and a record\n"
+                    "passed over are told in a SkippedFileWarning. Raises FileNotFoundError when nothing stands\n"
+                    "at `path`.");
+    type.def_static("open_database", &OpenDatabase, py::arg("connection") = py::none(),
+                    "Study.open_database(connection=None) -> list[Study]\n\n"
+                    "The studies the workstation's database holds (what `ondrel store` and the core's saves\n"
+                    "recorded), as the same objects, each image with the file it was stored as. `connection`\n"
+                    "names a SQLite file or a postgresql:// URI; None means the workstation's own\n"
+                    "(DbConnectionString in ViewerUI.exe.config beside the package, or ONDREL_DB_CONNECTION).\n"
+                    "Raises ondrel.Error when the database can't be read.");
   }
   {
     using Wrapper = SeriesObject;

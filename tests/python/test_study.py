@@ -1,8 +1,10 @@
 """Study.open: the workstation's objects built from files, their properties against pydicom's reading
 of the same files, the series in slice order and the links between the objects."""
 
+import os
 import pathlib
 import shutil
+import subprocess
 import tempfile
 import unittest
 import warnings
@@ -60,6 +62,43 @@ class StudyOpen(unittest.TestCase):
     def test_nothing_there_is_file_not_found(self):
         with self.assertRaises(FileNotFoundError):
             ondrel.Study.open("/nonexistent/folder")
+
+    def test_a_dicomdir_gives_the_images_its_records_name(self):
+        dicomdir = support.PYDICOM_FILES / "dicomdirtests" / "DICOMDIR"
+        studies = ondrel.Study.open(dicomdir)
+        ours = sorted(image.sop_instance_uid for study in studies for series in study.series
+                      for image in series.images)
+        with warnings.catch_warnings():
+            warnings.simplefilter("ignore", DeprecationWarning)  # pydicom's DicomDir class
+            records = pydicom.dcmread(dicomdir).DirectoryRecordSequence
+        theirs = sorted(record.ReferencedSOPInstanceUIDInFile for record in records
+                        if record.DirectoryRecordType == "IMAGE")
+        self.assertEqual(len(theirs), 31)
+        self.assertEqual(ours, theirs)
+        self.assertEqual(len(studies), sum(record.DirectoryRecordType == "STUDY" for record in records))
+
+
+class OpenDatabase(unittest.TestCase):
+    def test_what_ondrel_store_recorded_comes_back(self):
+        with tempfile.TemporaryDirectory() as folder:
+            database = pathlib.Path(folder) / "workstation.sqlite"
+            environment = dict(os.environ, ONDREL_DB_CONNECTION=str(database),
+                               ONDREL_DICOM_FILES=str(pathlib.Path(folder) / "tree"))
+            subprocess.run([support.ondrel_executable(), "store", "--copy", str(support.SAMPLE)],
+                           env=environment, check=True, capture_output=True)
+            studies = ondrel.Study.open_database(database)
+            theirs = pydicom.dcmread(support.SAMPLE)
+            self.assertEqual([study.study_instance_uid for study in studies], [theirs.StudyInstanceUID])
+            image = studies[0].series[0].images[0]
+            self.assertEqual(image.sop_instance_uid, theirs.SOPInstanceUID)
+            # The copy in the storage tree, byte for byte.
+            self.assertTrue(image.file_name.startswith(str(pathlib.Path(folder) / "tree")))
+            self.assertEqual(pathlib.Path(image.file_name).read_bytes(), support.SAMPLE.read_bytes())
+
+    def test_a_database_that_cannot_be_opened_is_an_error(self):
+        with self.assertRaises(ondrel.Error) as raised:
+            ondrel.Study.open_database("/nonexistent/folder/workstation.sqlite")
+        self.assertIn("unable to open database file", str(raised.exception))
 
 
 if __name__ == "__main__":
