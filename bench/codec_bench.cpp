@@ -51,6 +51,7 @@
 #include <gdcmJPEG2000Codec.h>
 #include <gdcmTrace.h>
 
+#include "bench_arguments.h"
 #include "ondrel/platform/codecs.h"
 
 namespace {
@@ -254,17 +255,8 @@ void WriteOutput(benchmark::State& state, Frame* frame) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
   std::string folder = "/tmp/ondrel-codec-bench";
-  for (int i = 1; i < argc; ++i) {
-    const std::string_view argument = argv[i];
-    if (argument.starts_with("--data=")) {
-      folder = std::string(argument.substr(7));
-    } else {
-      std::cerr << "codec_bench: unknown argument " << argument << "\n";
-      return 2;
-    }
-  }
+  if (!ReadBenchmarkArguments(argc, argv, "codec_bench", folder)) return 2;
   OFLog::configure(OFLogger::ERROR_LOG_LEVEL);
   DJDecoderRegistration::registerCodecs();
   // GDCM's reader warns about every JPEG 2000 radiograph that gdcmconv wrote: gdcmconv codes the

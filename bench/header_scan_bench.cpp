@@ -28,6 +28,7 @@
 #include <dcmtk/dcmdata/dcfilefo.h>
 #include <dcmtk/oflog/oflog.h>
 
+#include "bench_arguments.h"
 #include "dicom/dicom_dictionary.h"
 #include "dicom/file_parser.h"
 #include "dicom/vr_container.h"
@@ -150,17 +151,8 @@ void FreadHeaders(benchmark::State& state) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
   std::string folder = "/tmp/ondrel-bench-data";
-  for (int i = 1; i < argc; ++i) {
-    const std::string_view argument = argv[i];
-    if (argument.starts_with("--data=")) {
-      folder = std::string(argument.substr(7));
-    } else {
-      std::cerr << "header_scan_bench: unknown argument " << argument << "\n";
-      return 2;
-    }
-  }
+  if (!ReadBenchmarkArguments(argc, argv, "header_scan_bench", folder)) return 2;
   // As the workstation runs: the dictionary loaded, the trace log closed. DCMTK says only errors.
   DicomDictionary::Instance().Load(ONDREL_DATA_DIR "/dicom_dictionary.txt");
   OFLog::configure(OFLogger::ERROR_LOG_LEVEL);

@@ -22,6 +22,7 @@
 #include <string>
 #include <vector>
 
+#include "bench_arguments.h"
 #include "ondrel/module.h"
 #include "ondrel/ondrel.h"
 #include "ondrel/platform/gdiplus.h"
@@ -154,17 +155,7 @@ BENCHMARK(ObliqueMove)->Name("mpr/oblique_move/ondrel")->Unit(benchmark::kMillis
 BENCHMARK(ObliqueGather)->Name("mpr/oblique_gather")->Unit(benchmark::kMillisecond);
 
 int main(int argc, char** argv) {
-  std::vector<char*> rest;
-  for (int i = 0; i < argc; ++i) {
-    const std::string arg = argv[i];
-    if (arg.rfind("--data=", 0) == 0) {
-      data_dir = arg.substr(7);
-    } else {
-      rest.push_back(argv[i]);
-    }
-  }
-  int count = static_cast<int>(rest.size());
-  benchmark::Initialize(&count, rest.data());
+  if (!ReadBenchmarkArguments(argc, argv, "mpr_bench", data_dir)) return 2;
   DllRegisterServer();
   RegisterWorkstationClasses();
   const Gdiplus::GdiplusStartupInput input;

@@ -34,6 +34,7 @@
 #include <string>
 #include <vector>
 
+#include "bench_arguments.h"
 #include "ondrel/module.h"
 #include "ondrel/ondrel.h"
 #include "ondrel/platform/gdiplus.h"
@@ -237,9 +238,7 @@ void MeasMoveEllipseOndrel(benchmark::State& state, const Case* c) { MeasMoveOnd
 
 int main(int argc, char** argv) {
   std::string folder = "/tmp/ondrel-bench-data";
-  for (int i = 1; i < argc; ++i)
-    if (std::string(argv[i]).rfind("--data=", 0) == 0) folder = std::string(argv[i]).substr(7);
-  benchmark::Initialize(&argc, argv);
+  if (!ReadBenchmarkArguments(argc, argv, "render_bench", folder)) return 2;
 
   DllRegisterServer();
   RegisterWorkstationClasses();

@@ -19,6 +19,7 @@
 #include <string>
 #include <vector>
 
+#include "bench_arguments.h"
 #include "ondrel/module.h"
 #include "ondrel/platform/errorinfo.h"
 #include "ondrel/platform/host_window.h"
@@ -137,17 +138,7 @@ BENCHMARK_CAPTURE(Full, surface, false)->Name("volume/full_surface/ondrel")->Uni
 BENCHMARK_CAPTURE(Full, mip, true)->Name("volume/full_mip/ondrel")->Unit(benchmark::kMillisecond)->UseRealTime();
 
 int main(int argc, char** argv) {
-  std::vector<char*> rest;
-  for (int i = 0; i < argc; ++i) {
-    const std::string arg = argv[i];
-    if (arg.rfind("--data=", 0) == 0) {
-      data_dir = arg.substr(7);
-    } else {
-      rest.push_back(argv[i]);
-    }
-  }
-  int count = static_cast<int>(rest.size());
-  benchmark::Initialize(&count, rest.data());
+  if (!ReadBenchmarkArguments(argc, argv, "volume_bench", data_dir)) return 2;
   RegisterWorkstationClasses();
   RegisterOndrel3DClass();
   benchmark::RunSpecifiedBenchmarks();
