@@ -82,7 +82,7 @@ constexpr std::array kCommands{
             "ondrel import PICTURE -o OUT.dcm | ondrel import PICTURE --store", kImportHelp, RunImport, false, true, true},
     Command{"store", "record DICOM files in the workstation's storage (database and storage tree)",
             "ondrel store [--copy] FILE|DIR...", kStoreHelp, RunStore, false, true, true},
-    Command{"studies", "list the patients, studies and series of files, folders or the database",
+    Command{"studies", "list the patients, studies and series of files, folders, a DICOMDIR or the database",
             "ondrel studies [--images] PATH...|--db", kStudiesHelp, RunStudies, false, false, true},
     Command{"mpr", "write the reformats of a stack of slices, made by the core, as pictures",
             "ondrel mpr FILE|DIR -o PREFIX [--mip]", kMprHelp, RunMpr, true, true},
