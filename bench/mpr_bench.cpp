@@ -23,6 +23,7 @@
 #include <vector>
 
 #include "bench_arguments.h"
+#include "ct_series.h"
 #include "ondrel/module.h"
 #include "ondrel/ondrel.h"
 #include "ondrel/platform/gdiplus.h"
@@ -38,23 +39,6 @@ using ondrel::platform::ComPtr;
 
 std::string data_dir = "/tmp/ondrel-bench-data";
 
-std::vector<ComPtr<IImageInfoNW>> ImagesOf(ISeriesInfoNW* series) {
-  SAFEARRAY* array = nullptr;
-  series->GetSeriesImages(&array);
-  LONG upper = -1;
-  SafeArrayGetUBound(array, 1, &upper);
-  std::vector<ComPtr<IImageInfoNW>> images;
-  for (LONG i = 0; i <= upper; ++i) {
-    ComPtr<IUnknown> element;
-    SafeArrayGetElement(array, &i, element.GetAddressOf());
-    ComPtr<IImageInfoNW> image;
-    element.As(&image);
-    images.push_back(image);
-  }
-  SafeArrayDestroy(array);
-  return images;
-}
-
 // The series, an MPR of it, its middle slice and its oblique image each in a window.
 struct Mpr {
   ComPtr<IOndrel> component;
@@ -67,19 +51,14 @@ struct Mpr {
     if (FAILED(CoCreateInstance(CLSID_OndrelImpl, nullptr, CLSCTX_ALL, IID_IOndrel,
                                 reinterpret_cast<void**>(component.GetAddressOf()))))
       throw std::runtime_error("the component can't be made");
-    const ondrel::StudyGraph graph = ondrel::BuildStudies({data_dir});
-    for (const auto& series : graph.series) {  // the CT series, beside the radiograph in the folder
-      std::vector<ComPtr<IImageInfoNW>> images = ImagesOf(series.Get());
-      if (images.size() > slices.size()) slices = std::move(images);
-    }
-    if (slices.size() < 2) throw std::runtime_error(data_dir + ": no CT series (run bench/make_ct_series.py)");
+    slices = CtSeries(data_dir);
     ComPtr<ISeriesInfoNW> first;
     ComPtr<ISeriesInfoNW> second;
     ComPtr<ISeriesInfoNW> obliqueSeries;
     if (FAILED(component->GenerateMprSeries(slices[slices.size() / 2].Get(), first.GetAddressOf(),
                                             second.GetAddressOf(), obliqueSeries.GetAddressOf())))
       throw std::runtime_error("GenerateMprSeries failed");
-    obliqueImage = ImagesOf(obliqueSeries.Get()).front();
+    obliqueImage = ondrel::cli::SeriesImages(obliqueSeries.Get()).front();
     if (FAILED(component->RenderImage(slices[slices.size() / 2].Get(), source, VARIANT_FALSE)) ||
         FAILED(component->RenderImage(obliqueImage.Get(), oblique, VARIANT_FALSE)))
       throw std::runtime_error("RenderImage failed");

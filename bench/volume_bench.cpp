@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "bench_arguments.h"
+#include "ct_series.h"
 #include "ondrel/module.h"
 #include "ondrel/platform/errorinfo.h"
 #include "ondrel/platform/host_window.h"
@@ -39,25 +40,8 @@ struct Session {
   double volumeBytes = 0;
 
   Session() {
-    const ondrel::StudyGraph graph = ondrel::BuildStudies({data_dir});
-    // The CT series: the one of most images (the folder holds a radiograph too).
-    ComPtr<IUnknown> element;
-    LONG most = 0;
-    for (const auto& candidate : graph.series) {
-      SAFEARRAY* images = nullptr;
-      candidate->GetSeriesImages(&images);
-      LONG upper = -1;
-      SafeArrayGetUBound(images, 1, &upper);
-      LONG middle = upper / 2;
-      if (upper + 1 > most) {
-        most = upper + 1;
-        SafeArrayGetElement(images, &middle, element.ReleaseAndGetAddressOf());
-      }
-      SafeArrayDestroy(images);
-    }
-    if (most < 2) throw std::runtime_error(data_dir + ": no CT series (run bench/make_ct_series.py)");
-    ComPtr<IImageInfoNW> image;
-    element.As(&image);
+    const std::vector<ComPtr<IImageInfoNW>> slices = CtSeries(data_dir);
+    const ComPtr<IImageInfoNW> image = slices[(slices.size() - 1) / 2];
     CoCreateInstance(CLSID_Ondrel3D, nullptr, CLSCTX_ALL, IID_IOndrel3D, reinterpret_cast<void**>(server.GetAddressOf()));
     ComPtr<ISeriesInfoNW> series;
     if (!server || FAILED(server->GenerateVolume3D(image.Get(), series.GetAddressOf(), 300, 3000))) {
@@ -69,7 +53,7 @@ struct Session {
     }
     USHORT rows = 0;
     image->GetRows(&rows);
-    volumeBytes = static_cast<double>(most) * rows * rows * 2;
+    volumeBytes = static_cast<double>(slices.size()) * rows * rows * 2;
     window = ondrel::platform::CreateHostWindow(kWindow, kWindow);
     VARIANT_BOOL started = VARIANT_FALSE;
     server->StartVolume3D(window, 0xFF80FF, &started);
