@@ -5,7 +5,6 @@
 #include <string>
 #include <vector>
 
-#include "failure_text.h"
 #include "host_setup.h"
 
 // The images of the largest series under `folder` (the CT series, beside the radiograph there), in

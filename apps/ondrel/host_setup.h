@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "failure_text.h"
 #include "ondrel/platform/com.h"
 #include "ondrel/platform/gdiplus.h"
 #include "ondrel/platform/hresult_exception.h"
