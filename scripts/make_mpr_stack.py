@@ -7,13 +7,14 @@ The volume V[slice, row, column] holds a value that tells every voxel apart:
   (column * 7 + row * 13 + slice * 101) % RANGE + LOW
 with RANGE and LOW chosen by the sample kind, and a few extremes planted for the slab tests: the
 largest and smallest values of the kind at known voxels. Slice i lies at position + i * spacing along
-the slice normal (the cross product of the row and column directions), and each file's Image Position
-(Patient) says so. The files are written in reverse slice order under shuffled names, so that the
-series order comes from the positions and not from the names.
+the slice normal (the cross product of the row and column directions), moved i * TILT along the column
+direction as a gantry tilt moves it, and each file's Image Position (Patient) says so. The files are
+written in reverse slice order under shuffled names, so that the series order comes from the positions
+and not from the names.
 
 Usage: /usr/bin/python3 scripts/make_mpr_stack.py --out DIR [--slices N] [--rows N] [--columns N]
        [--pixel-spacing MM] [--slice-spacing MM] [--thickness MM] [--kind u16|s16|u8|s8]
-       [--orientation axial|coronal]
+       [--orientation axial|coronal] [--tilt MM]
 Writes DIR/slice_NNN.dcm and DIR/volume.npy (int32, slices x rows x columns) and DIR/volume.txt,
 which gives the geometry as "name value" lines. Needs Debian's python3-pydicom and python3-numpy.
 """
@@ -60,6 +61,7 @@ def main():
     parser.add_argument("--thickness", type=float, default=None, help="Spacing Between Slices; the slice spacing by default")
     parser.add_argument("--kind", choices=sorted(KINDS), default="s16")
     parser.add_argument("--orientation", choices=sorted(ORIENTATIONS), default="axial")
+    parser.add_argument("--tilt", type=float, default=0.0, help="each slice's move along the column direction, in mm")
     args = parser.parse_args()
 
     allocated, stored, signed, low, span = KINDS[args.kind]
@@ -73,7 +75,7 @@ def main():
     dtype = {(16, 0): "<u2", (16, 1): "<i2", (8, 0): "u1", (8, 1): "i1"}[(allocated, signed)]
     order = list(range(args.slices))[::-1]
     for name_index, i in enumerate(order):
-        position = origin + normal * args.slice_spacing * i
+        position = origin + normal * args.slice_spacing * i + np.array(column_direction) * args.tilt * i
         meta = FileMetaDataset()
         meta.MediaStorageSOPClassUID = "1.2.840.10008.5.1.4.1.1.2"
         meta.MediaStorageSOPInstanceUID = f"{series}.{i + 1}"

@@ -50,20 +50,48 @@ def run_script(folder, lines):
 
 
 class Reformat:
-    """The rules of the scan lines and the depth rows, on an untilted stack (no shifts, no offsets)."""
+    """The rules of the scan lines and the depth rows. A tilted stack (slices moved along the column
+    direction, axial) lies in a wider stack system: each slice's scan line is shifted by its offsets."""
 
-    def __init__(self, volume, kind, slice_spacing, pixel_spacing, flags, half_width):
+    def __init__(self, volume, kind, slice_spacing, pixel_spacing, flags, half_width, tilt=0.0):
         self.volume = volume
         self.bits, self.signed, self.wide = KINDS[kind]
         self.slices, self.rows, self.columns = volume.shape
-        self.depths = [i * slice_spacing for i in range(self.slices)]
         self.spacing = pixel_spacing
         self.flags = flags
         self.half_width = half_width
-        dx, dy = self.columns - 1, self.rows - 1  # the line from (0, 0) along the stack's diagonal
+        # Slice positions as make_mpr_stack.py writes them (axial: rows along x, columns along y), and
+        # the angles at the last slice's origin between its edges and the way to the first slice.
+        positions = [np.array([0.0, i * tilt, i * slice_spacing]) for i in range(self.slices)]
+        first, last = positions[0], positions[-1]
+        to_first = first - last
+        total = float(np.linalg.norm(to_first))
+
+        def angle(edge):
+            return math.acos(float(np.dot(edge, to_first)) / (float(np.linalg.norm(edge)) * total))
+
+        rows_angle = angle(np.array([0.0, (self.rows - 1) * pixel_spacing, 0.0]))
+        columns_angle = angle(np.array([(self.columns - 1) * pixel_spacing, 0.0, 0.0]))
+        self.depths = [float(np.linalg.norm(p - first)) * math.sin(rows_angle) for p in positions]
+        self.rows_shift = trunc(total * math.cos(rows_angle) / pixel_spacing)
+        self.columns_shift = trunc(total * math.cos(columns_angle) / pixel_spacing)
+        self.depth_rows = trunc(total / pixel_spacing)
+        self.depth_rows += (4 - self.depth_rows % 4) % 4
+        self.offsets = [(self.rows_shift - trunc(d * math.cos(rows_angle) / pixel_spacing),
+                         self.columns_shift - trunc(d * math.cos(columns_angle) / pixel_spacing)) for d in self.depths]
+        # The line from (0, 0) along the stack system's diagonal.
+        dx, dy = self.columns + self.columns_shift - 1, self.rows + self.rows_shift - 1
         length = math.hypot(dx, dy)
         self.sin, self.cos = dy / length, dx / length
         self.line = (dx, dy)
+
+    def width(self, role):
+        if role == 2:
+            return self.columns + self.columns_shift
+        if role == 3:
+            return self.rows + self.rows_shift
+        width = trunc(math.hypot(*self.line))
+        return width + 4 - (width & 3) if width & 3 else width
 
     def stored(self, value):
         return value + (1 << self.bits) if value < 0 else value
@@ -83,15 +111,16 @@ class Reformat:
     def scan_line(self, s, role, position, width):
         count = trunc(self.half_width * 2.0)
         slab_cos, slab_sin = trunc(self.half_width * self.cos), trunc(self.half_width * self.sin)
+        row_offset, column_offset = self.offsets[s]
         line = []
         for j in range(width):
             if role == 2:
-                row_base, column_base = position, j
+                row_base, column_base = position - row_offset, j - column_offset
             elif role == 3:
-                row_base, column_base = j, position
+                row_base, column_base = j - row_offset, position - column_offset
             else:
-                row_base = trunc(j * self.spacing / self.spacing * self.sin + 0)
-                column_base = trunc(j * self.spacing / self.spacing * self.cos + 0)
+                row_base = trunc(j * self.spacing / self.spacing * self.sin + 0) - trunc(row_offset * abs(self.sin))
+                column_base = trunc(j * self.spacing / self.spacing * self.cos + 0) - trunc(column_offset * abs(self.cos))
             samples = []
             for k in range(max(count, 1)):
                 row = trunc(k * self.cos) + row_base + slab_cos
@@ -102,7 +131,8 @@ class Reformat:
             line.append(self.stored(self.fold(samples)) if samples else first)
         return line
 
-    def image(self, role, instance, thickness, depth_rows, width):
+    def image(self, role, instance, thickness):
+        depth_rows, width = self.depth_rows, self.width(role)
         position = trunc((instance - 1) * thickness / self.spacing)
         lines = [self.scan_line(s, role, position, width) for s in range(self.slices)]
         signed = lambda v: v - (1 << self.bits) if self.signed and v & (1 << (self.bits - 1)) else v
@@ -132,16 +162,11 @@ class Reformat:
         return out
 
 
-def oblique_width(columns, rows):
-    width = trunc(math.hypot(columns - 1, rows - 1))
-    return width + 4 - (width & 3) if width & 3 else width
-
-
 def check_case(name, kind, flags, slab_drag=None, images=(("first", 2, 3), ("second", 3, 5), ("oblique", 4, 1)),
-               slice_spacing=2.0):
+               slice_spacing=2.0, tilt=0.0):
     pixel_spacing = 1.0
     folder, volume = make_stack(name, kind=kind, slices=12, rows=40, columns=56,
-                                slice_spacing=slice_spacing, pixel_spacing=pixel_spacing)
+                                slice_spacing=slice_spacing, pixel_spacing=pixel_spacing, tilt=tilt)
     lines = ["window source 56 40", "series ct .", "call GenerateMprSeries ct[0] ? ? ? as first second oblique",
              "call RenderImage ct[3] source false"]
     if flags:
@@ -160,12 +185,11 @@ def check_case(name, kind, flags, slab_drag=None, images=(("first", 2, 3), ("sec
         # here, the window showing the image 1:1) from the line.
         x, y = map(int, slab_drag[1].split(","))
         half_width = abs(x * 39 - y * 55) / math.hypot(55, 39)
-    reformat = Reformat(volume, kind, slice_spacing, pixel_spacing, flags, half_width)
-    depth_rows = trunc(11 * slice_spacing / pixel_spacing)
-    depth_rows += (4 - depth_rows % 4) % 4
+    reformat = Reformat(volume, kind, slice_spacing, pixel_spacing, flags, half_width, tilt)
+    if tilt and len(set(reformat.offsets)) < 3:
+        sys.exit(f"{name}: the tilt moves the scan lines of too few slices to test")
     for series, role, instance in images:
-        width = {2: 56, 3: 40, 4: oblique_width(56, 40)}[role]
-        expected = reformat.image(role, instance, slice_spacing, depth_rows, width)
+        expected = reformat.image(role, instance, slice_spacing)
         raw = np.fromfile(os.path.join(folder, series + ".raw"), dtype="<u2" if reformat.wide else "u1")
         if raw.size != expected.size:
             sys.exit(f"{name} {series}[{instance - 1}]: {raw.size} samples, expected {expected.size}")
@@ -267,6 +291,9 @@ check_case("plain_s16", "s16", 0)
 check_case("plain_u12", "u16", 0)
 # Slices 3 mm apart: two rows between each pair, blended a third and two thirds.
 check_case("thirds_s16", "s16", 0, slice_spacing=3.0)
+# Slices 12 mm apart: 132 rows, enough to be shared between threads, each cutting the slices of its
+# own rows.
+check_case("deep_s16", "s16", 0, images=(("first", 2, 2), ("second", 3, 3), ("oblique", 4, 1)), slice_spacing=12.0)
 check_case("maximum_s16", "s16", 1)
 check_case("minimum_u8", "u8", 2)
 # Signed 8-bit maximum: a stored 0xFF is -1 and loses to any positive sample.
@@ -275,4 +302,8 @@ check_case("both_bits_s16", "s16", 3)
 # The slab dragged onto the line (half width 0: one sample a column) and to 0.6 pixel off it.
 check_case("half_width_0", "s16", 1, ("16,35", "0,0"))
 check_case("half_width_0_6", "s16", 1, ("16,35", "1,0"))
+# A gantry tilt of half a millimetre a slice: the stack system is 5 rows taller, and the scan lines
+# move up a row every second slice or so.
+check_case("tilted_s16", "s16", 0, tilt=-0.5)
+check_case("tilted_maximum_u12", "u16", 1, tilt=-0.5)
 print("all reformats match the volume")
