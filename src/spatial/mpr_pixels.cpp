@@ -1,6 +1,9 @@
 #include "spatial/mpr_pixels.h"
 
 #include <algorithm>
+#include <climits>
+#include <utility>
+#include <bit>
 #include <cmath>
 #include <cstring>
 #include <vector>
@@ -61,6 +64,15 @@ int StartValue(std::uint16_t flags, USHORT bitsStored) {
   return 0;
 }
 
+static_assert(std::endian::native == std::endian::little, "the gather reads two-byte samples in place");
+
+// The 16-bit sample at `index`, in one load.
+std::uint16_t LoadSample16(const std::uint8_t* bytes, std::ptrdiff_t index) {
+  std::uint16_t value;
+  std::memcpy(&value, bytes + 2 * index, sizeof value);
+  return value;
+}
+
 struct ScanGeometry {
   LONG role = 0;
   int outputColumns = 0;
@@ -74,6 +86,22 @@ struct ScanGeometry {
   double sinA = 0.0;
   double cosA = 0.0;
   PixelPoint lineFrom;
+};
+
+// Where a slice's scan line lies in the slice: its offsets down the rows and across the columns,
+// which a tilted stack shifts from slice to slice and an untilted one keeps.
+struct SliceShift {
+  std::int16_t rows = 0;
+  std::int16_t columns = 0;
+  bool operator==(const SliceShift&) const = default;
+};
+
+// The sample place of each column of a scan line (row x columns + column in the slice, -1 where the
+// column finds no sample), kept by a thread for the next slice of the same shift.
+struct ColumnPlaces {
+  bool made = false;
+  SliceShift shift;
+  std::vector<std::ptrdiff_t> offsets;
 };
 
 // Cuts the scan line of one slice: the tables of the slab and of the oblique image's trace are made
@@ -104,86 +132,127 @@ class ScanLineCutter {
     }
   }
 
-  // Writes the scan line of the slice `entry`, whose samples are `pixels`, to `line`; `offsets` is
-  // room for a column's sample place each. Reads only what the constructor took and its arguments, so
-  // that slices can be cut on several threads at once.
-  void Cut(const MprSliceEntry& entry, const std::uint8_t* pixels, std::uint16_t* line,
-           std::vector<std::ptrdiff_t>& offsets) const {
+  // Writes the scan line of the slice `entry`, whose samples are `pixels`, to `line`. `places` is the
+  // calling thread's own: the columns' sample places of the slice before, reused when this slice
+  // has the same shift. Reads only what the constructor took and its arguments, so that slices can
+  // be cut on several threads at once.
+  void Cut(const MprSliceEntry& entry, const std::uint8_t* pixels, std::uint16_t* line, ColumnPlaces& places) const {
     const std::uint16_t firstSample = static_cast<std::uint16_t>(coding_.Read(pixels, 0));
-    const std::size_t sampleBytes = coding_.Wide() ? 2 : 1;
     // Both offsets divide by the second spacing, the columns' too.
-    const auto rowOffset = static_cast<std::int16_t>(
-        state_.rowsShift - TruncateToInt(entry.depth * std::cos(state_.rowsAngle) / g_.sourceSpacing2));
-    const auto columnOffset = static_cast<std::int16_t>(
-        state_.columnsShift - TruncateToInt(entry.depth * std::cos(state_.columnsAngle) / g_.sourceSpacing2));
-    const int obliqueRowShift = TruncateToInt(rowOffset * std::fabs(g_.sinA));
-    const int obliqueColumnShift = TruncateToInt(columnOffset * std::fabs(g_.cosA));
-
-    std::int16_t rowBase = 0;
-    std::int16_t columnBase = 0;
-    for (int j = 0; j < g_.outputColumns; ++j) {
-      switch (g_.role) {
-        case kMprFirstOrthogonalRole:
-          rowBase = static_cast<std::int16_t>(g_.position - rowOffset);
-          columnBase = static_cast<std::int16_t>(j - columnOffset);
-          break;
-        case kMprSecondOrthogonalRole:
-          rowBase = static_cast<std::int16_t>(j - rowOffset);
-          columnBase = static_cast<std::int16_t>(g_.position - columnOffset);
-          break;
-        case kMprObliqueRole:
-          rowBase = static_cast<std::int16_t>(obliqueRow_[j] - obliqueRowShift);
-          columnBase = static_cast<std::int16_t>(obliqueColumn_[j] - obliqueColumnShift);
-          break;
-        default:
-          break;  // another role keeps the place of the column before
-      }
-      // The samples lie beside the line, from + slabCos on: a plain reformat too takes the last
-      // sample of the slab that falls on the slice.
-      const auto offsetOf = [&](int k) -> std::ptrdiff_t {
-        const auto row = static_cast<std::int16_t>(stepRow_[k] + rowBase + slabCos_);
-        const auto column = static_cast<std::int16_t>(stepColumn_[k] + columnBase - slabSin_);
-        if (row < 0 || row >= g_.sourceRows || column < 0 || column >= g_.sourceColumns) return -1;
-        return static_cast<std::ptrdiff_t>(row) * g_.sourceColumns + column;
-      };
-      std::ptrdiff_t offset = -1;
-      if (fold_ == Fold::Last) {
-        // The last sample on the slice wins, so the slab is walked from its far end. The sample is
-        // fetched now and read below: a slice's samples lie a row apart, mostly outside the caches,
-        // and the fetches overlap where the reads alone would wait on each other.
-        for (int k = iterations_ - 1; k >= 0 && offset < 0; --k) offset = offsetOf(k);
-        offsets[j] = offset;
-        if (offset >= 0) __builtin_prefetch(pixels + static_cast<std::size_t>(offset) * sampleBytes);
-      } else if (fold_ == Fold::None) {
-        for (int k = 0; k < iterations_ && offset < 0; ++k) offset = offsetOf(k);
-        offsets[j] = offset;
-      } else {
-        bool found = false;
-        int accumulator = start_;
-        for (int k = 0; k < iterations_; ++k) {
-          if ((offset = offsetOf(k)) < 0) continue;
-          found = true;
-          const int sample = coding_.ToSigned(coding_.Read(pixels, static_cast<std::size_t>(offset)));
-          if ((flags_ & MIP_MODE_MAXIP) != 0 && sample > accumulator) {
-            accumulator = sample;
-          } else if ((flags_ & MIP_MODE_MINIP) != 0 && sample < accumulator) {
-            accumulator = sample;
-          }
-        }
-        // Nothing on the slice: its first sample, so that the outside of a slice looks like its corner.
-        line[j] = found ? coding_.ToStored(accumulator) : firstSample;
-      }
+    const SliceShift shift{
+        static_cast<std::int16_t>(state_.rowsShift -
+                                  TruncateToInt(entry.depth * std::cos(state_.rowsAngle) / g_.sourceSpacing2)),
+        static_cast<std::int16_t>(state_.columnsShift -
+                                  TruncateToInt(entry.depth * std::cos(state_.columnsAngle) / g_.sourceSpacing2))};
+    if (fold_ == Fold::Extremes) {
+      CutSlab(ShiftsOf(shift), pixels, line, firstSample);
+      return;
     }
+    if (!places.made || places.shift != shift) {
+      const Shifts shifts = ShiftsOf(shift);
+      places.offsets.resize(static_cast<std::size_t>(g_.outputColumns));
+      for (int j = 0; j < g_.outputColumns; ++j) {
+        const Base base = BaseOf(j, shifts);
+        // A plain reformat takes the last of the slab's samples that falls on the slice, so the slab
+        // is walked from its far end; with the drag bit alone any sample on the slice will do.
+        std::ptrdiff_t offset = -1;
+        if (fold_ == Fold::Last) {
+          for (int k = iterations_ - 1; k >= 0 && offset < 0; --k) offset = OffsetOf(k, base);
+        } else {
+          for (int k = 0; k < iterations_ && offset < 0; ++k) offset = OffsetOf(k, base);
+        }
+        places.offsets[static_cast<std::size_t>(j)] = offset;
+      }
+      places.made = true;
+      places.shift = shift;
+    }
+    const std::ptrdiff_t* offsets = places.offsets.data();
+    const int count = g_.outputColumns;
     if (fold_ == Fold::Last) {
-      for (int j = 0; j < g_.outputColumns; ++j)
-        line[j] = offsets[j] < 0 ? firstSample
-                                 : coding_.ToStored(coding_.ToSigned(coding_.Read(pixels, static_cast<std::size_t>(offsets[j]))));
-    } else if (fold_ == Fold::None) {
-      for (int j = 0; j < g_.outputColumns; ++j) line[j] = offsets[j] < 0 ? firstSample : coding_.ToStored(start_);
+      // The samples lie a row apart, mostly outside the nearer caches. The gather alone, a few
+      // instructions a sample and no branch, lets the processor have many of them on the way at once;
+      // the samples are then read as values, and a column without one takes the first sample.
+      if (coding_.Wide()) {
+        for (int j = 0; j < count; ++j) line[j] = LoadSample16(pixels, std::max<std::ptrdiff_t>(offsets[j], 0));
+      } else {
+        for (int j = 0; j < count; ++j) line[j] = pixels[std::max<std::ptrdiff_t>(offsets[j], 0)];
+      }
+      const SampleCoding coding = coding_;
+      for (int j = 0; j < count; ++j)
+        line[j] = offsets[j] < 0 ? firstSample : coding.ToStored(coding.ToSigned(line[j]));
+    } else {
+      const std::uint16_t start = coding_.ToStored(start_);
+      for (int j = 0; j < count; ++j) line[j] = offsets[j] < 0 ? firstSample : start;
     }
   }
 
  private:
+  // Where column j's slab starts in the slice, before the slab's steps.
+  struct Base {
+    std::int16_t row = 0;
+    std::int16_t column = 0;
+  };
+
+  // A slice's shift, and the part of it that moves the oblique image's trace.
+  struct Shifts {
+    SliceShift slice;
+    int traceRows = 0;
+    int traceColumns = 0;
+  };
+
+  Shifts ShiftsOf(const SliceShift& shift) const {
+    return {shift, TruncateToInt(shift.rows * std::fabs(g_.sinA)), TruncateToInt(shift.columns * std::fabs(g_.cosA))};
+  }
+
+  Base BaseOf(int j, const Shifts& shifts) const {
+    switch (g_.role) {
+      case kMprFirstOrthogonalRole:
+        return {static_cast<std::int16_t>(g_.position - shifts.slice.rows),
+                static_cast<std::int16_t>(j - shifts.slice.columns)};
+      case kMprSecondOrthogonalRole:
+        return {static_cast<std::int16_t>(j - shifts.slice.rows),
+                static_cast<std::int16_t>(g_.position - shifts.slice.columns)};
+      case kMprObliqueRole:
+        return {static_cast<std::int16_t>(obliqueRow_[j] - shifts.traceRows),
+                static_cast<std::int16_t>(obliqueColumn_[j] - shifts.traceColumns)};
+      default:
+        return {};  // another role samples every column from the slice's first row and column
+    }
+  }
+
+  // The place of the slab's k-th sample beside column j's base, -1 outside the slice. The samples lie
+  // beside the line, from + slabCos on: a plain reformat too takes the last sample of the slab that
+  // falls on the slice.
+  std::ptrdiff_t OffsetOf(int k, const Base& base) const {
+    const auto row = static_cast<std::int16_t>(stepRow_[k] + base.row + slabCos_);
+    const auto column = static_cast<std::int16_t>(stepColumn_[k] + base.column - slabSin_);
+    if (row < 0 || row >= g_.sourceRows || column < 0 || column >= g_.sourceColumns) return -1;
+    return static_cast<std::ptrdiff_t>(row) * g_.sourceColumns + column;
+  }
+
+  // The largest or smallest sample across the slab, each column.
+  void CutSlab(const Shifts& shifts, const std::uint8_t* pixels, std::uint16_t* line,
+               std::uint16_t firstSample) const {
+    for (int j = 0; j < g_.outputColumns; ++j) {
+      const Base base = BaseOf(j, shifts);
+      bool found = false;
+      int accumulator = start_;
+      for (int k = 0; k < iterations_; ++k) {
+        const std::ptrdiff_t offset = OffsetOf(k, base);
+        if (offset < 0) continue;
+        found = true;
+        const int sample = coding_.ToSigned(coding_.Read(pixels, static_cast<std::size_t>(offset)));
+        if ((flags_ & MIP_MODE_MAXIP) != 0 && sample > accumulator) {
+          accumulator = sample;
+        } else if ((flags_ & MIP_MODE_MINIP) != 0 && sample < accumulator) {
+          accumulator = sample;
+        }
+      }
+      // Nothing on the slice: its first sample, so that the outside of a slice looks like its corner.
+      line[j] = found ? coding_.ToStored(accumulator) : firstSample;
+    }
+  }
+
   const ScanGeometry& g_;
   const SampleCoding& coding_;
   const MprState& state_;
@@ -199,18 +268,13 @@ class ScanLineCutter {
   std::vector<int> obliqueColumn_;
 };
 
-// Slices a thread takes at least: fewer don't pay for starting it.
-constexpr std::size_t kLeastSlicesPerThread = 32;
-
-// One scan line of every slice, in the order of the slice list.
-std::vector<std::uint16_t> ScanSlices(const ScanGeometry& g, const SampleCoding& coding, ImageLoader& loader) {
-  std::vector<MprSliceEntry>& slices = Mpr().sliceList;
-  // Every slice is loaded before any is cut, on this thread (the loader is not shared between
-  // threads), so that a failure is that of the first slice that fails. The cache keeps the one copy
-  // of each slice; the entries only point into it.
+// Loads every slice of the list, on this thread (the loader is not shared between threads), before
+// any is cut, so that a failure is that of the first slice that fails. The cache keeps the one copy of
+// each slice; the entries only point into it.
+void LoadSlices(const ScanGeometry& g, const SampleCoding& coding, ImageLoader& loader) {
   const std::size_t sliceBytes = static_cast<std::size_t>(g.sourceRows) * static_cast<std::size_t>(g.sourceColumns) *
                                  (coding.Wide() ? 2 : 1);
-  for (MprSliceEntry& entry : slices) {
+  for (MprSliceEntry& entry : Mpr().sliceList) {
     if (entry.pixels.Empty()) {
       bool cached = false;
       entry.pixels = FramePixels::Of(loader.Load(entry.image, &cached), *entry.image);
@@ -219,16 +283,6 @@ std::vector<std::uint16_t> ScanSlices(const ScanGeometry& g, const SampleCoding&
     if (entry.pixels.Empty() || entry.pixels.Bytes().size() < sliceBytes)
       THROW_MY_EXCEPTION("The Ondrel failed to load the image pixel data.");
   }
-
-  const ScanLineCutter cutter(g, coding);
-  const std::size_t columns = static_cast<std::size_t>(g.outputColumns);
-  std::vector<std::uint16_t> lines(slices.size() * columns);
-  ParallelRanges(slices.size(), kLeastSlicesPerThread, [&](std::size_t begin, std::size_t end) {
-    std::vector<std::ptrdiff_t> offsets(columns);
-    for (std::size_t s = begin; s < end; ++s)
-      cutter.Cut(slices[s], slices[s].pixels.Bytes().data(), lines.data() + s * columns, offsets);
-  });
-  return lines;
 }
 
 // Where an output row takes its samples from: the scan line of the slice at or above its depth, and
@@ -271,49 +325,75 @@ std::vector<DepthRow> DepthRowsOf(int rows, double spacing2, const std::vector<M
   return result;
 }
 
-// Output rows a thread takes at least.
+// The slices that output rows [begin, end) take their samples from, as [first, last): the rows run
+// from the deepest point up, so their slices are one run of the list. Empty when no row reaches a slice.
+std::pair<int, int> SlicesOfRows(const std::vector<DepthRow>& depthRows, std::size_t begin, std::size_t end) {
+  int first = INT_MAX;
+  int last = INT_MIN;
+  for (std::size_t r = begin; r < end; ++r) {
+    for (const int slice : {depthRows[r].lower, depthRows[r].upper}) {
+      if (slice < 0) continue;
+      first = std::min(first, slice);
+      last = std::max(last, slice + 1);
+    }
+  }
+  return first < last ? std::pair{first, last} : std::pair{0, 0};
+}
+
+// Writes output row `row` from the scan lines: those of its slices (`lines` holds the scan lines of
+// the slices from `firstSlice` on), blended when the row lies between two slices' depths.
+void WriteRow(const DepthRow& row, const std::uint16_t* lines, int firstSlice, std::size_t columns,
+              const SampleCoding& coding, std::uint16_t* samples, std::uint8_t* target) {
+  if (row.lower < 0) {
+    std::fill(samples, samples + columns, 0);
+  } else if (row.upper < 0) {
+    const std::uint16_t* a = lines + static_cast<std::size_t>(row.lower - firstSlice) * columns;
+    for (std::size_t j = 0; j < columns; ++j) samples[j] = coding.ToStored(coding.ToSigned(a[j]));
+  } else {
+    const std::uint16_t* a = lines + static_cast<std::size_t>(row.lower - firstSlice) * columns;
+    const std::uint16_t* b = lines + static_cast<std::size_t>(row.upper - firstSlice) * columns;
+    const double weightLower = row.weightLower;
+    const double weightUpper = row.weightUpper;
+    // Both weights lie between 0 and 1: the blend stays within the samples' range.
+    for (std::size_t j = 0; j < columns; ++j)
+      samples[j] = coding.ToStored(static_cast<int>(coding.ToSigned(a[j]) * weightLower +
+                                                    coding.ToSigned(b[j]) * weightUpper));
+  }
+  if (coding.Wide()) {
+    for (std::size_t j = 0; j < columns; ++j) {
+      target[2 * j] = static_cast<std::uint8_t>(samples[j] & 0xFF);
+      target[2 * j + 1] = static_cast<std::uint8_t>(samples[j] >> 8);
+    }
+  } else {
+    for (std::size_t j = 0; j < columns; ++j) target[j] = static_cast<std::uint8_t>(samples[j]);
+  }
+}
+
+// Output rows a thread takes at least: fewer don't pay for starting it.
 constexpr std::size_t kLeastRowsPerThread = 64;
 
-// Stacks the scan lines by depth: the first output row belongs to the deepest point, and rows
-// between two slices' depths are interpolated between their scan lines.
-ByteBlock InterpolateDepthRows(ImageInfoStrategy& derived, const std::vector<std::uint16_t>& lines,
-                               const SampleCoding& coding) {
-  const int rows = derived.GetRows();
-  const auto columns = static_cast<std::size_t>(derived.GetColumns());
-  double spacing1 = 0.0;
-  double spacing2 = 0.0;
-  derived.GetPixelSpacing(&spacing1, &spacing2);
-  const std::vector<DepthRow> depthRows = DepthRowsOf(rows, spacing2, Mpr().sliceList);
+// The derived image's pixels: the scan line of each slice, stacked by depth. The first output row
+// belongs to the deepest point, and rows between two slices' depths are interpolated between their
+// scan lines. Each thread cuts the scan lines of its own rows' slices and writes those rows at once,
+// while the lines are still in its caches; a slice at the border of two threads' rows is cut by both.
+ByteBlock MakePixels(const ScanGeometry& g, const SampleCoding& coding, int rows) {
+  const std::vector<MprSliceEntry>& slices = Mpr().sliceList;
+  const std::vector<DepthRow> depthRows = DepthRowsOf(rows, g.spacing2, slices);
+  const ScanLineCutter cutter(g, coding);
+  const auto columns = static_cast<std::size_t>(g.outputColumns);
   const std::size_t width = coding.Wide() ? 2 : 1;
   ByteBlock output = ByteBlock::Uninitialised(static_cast<std::size_t>(rows) * columns * width);
   std::uint8_t* out = output.Data();
   ParallelRanges(depthRows.size(), kLeastRowsPerThread, [&](std::size_t begin, std::size_t end) {
+    const auto [first, last] = SlicesOfRows(depthRows, begin, end);
+    std::vector<std::uint16_t> lines(static_cast<std::size_t>(last - first) * columns);
+    ColumnPlaces places;
+    for (int s = first; s < last; ++s)
+      cutter.Cut(slices[s], slices[s].pixels.Bytes().data(), lines.data() + static_cast<std::size_t>(s - first) * columns,
+                 places);
     std::vector<std::uint16_t> samples(columns);
-    for (std::size_t r = begin; r < end; ++r) {
-      const DepthRow& row = depthRows[r];
-      if (row.lower < 0) {
-        std::fill(samples.begin(), samples.end(), 0);
-      } else if (row.upper < 0) {
-        const std::uint16_t* a = lines.data() + static_cast<std::size_t>(row.lower) * columns;
-        for (std::size_t j = 0; j < columns; ++j) samples[j] = coding.ToStored(coding.ToSigned(a[j]));
-      } else {
-        const std::uint16_t* a = lines.data() + static_cast<std::size_t>(row.lower) * columns;
-        const std::uint16_t* b = lines.data() + static_cast<std::size_t>(row.upper) * columns;
-        // Both weights lie between 0 and 1: the blend stays within the samples' range.
-        for (std::size_t j = 0; j < columns; ++j)
-          samples[j] = coding.ToStored(static_cast<int>(coding.ToSigned(a[j]) * row.weightLower +
-                                                        coding.ToSigned(b[j]) * row.weightUpper));
-      }
-      std::uint8_t* target = out + r * columns * width;
-      if (width == 2) {
-        for (std::size_t j = 0; j < columns; ++j) {
-          target[2 * j] = static_cast<std::uint8_t>(samples[j] & 0xFF);
-          target[2 * j + 1] = static_cast<std::uint8_t>(samples[j] >> 8);
-        }
-      } else {
-        for (std::size_t j = 0; j < columns; ++j) target[j] = static_cast<std::uint8_t>(samples[j]);
-      }
-    }
+    for (std::size_t r = begin; r < end; ++r)
+      WriteRow(depthRows[r], lines.data(), first, columns, coding, samples.data(), out + r * columns * width);
   });
   return output;
 }
@@ -351,7 +431,8 @@ ByteBlock GenerateMprPixels(ImageInfoStrategy& derived, ImageLoader& loader) {
   const SampleCoding coding(bitsStored, derived.GetPixelRepresentation() != 0);
   const double thickness = derived.GetSpacingBetweenSlices();
   g.position = TruncateToInt((instance - 1) * thickness / g.sourceSpacing2);
-  return InterpolateDepthRows(derived, ScanSlices(g, coding, loader), coding);
+  LoadSlices(g, coding, loader);
+  return MakePixels(g, coding, derived.GetRows());
 }
 
 }  // namespace spatial
