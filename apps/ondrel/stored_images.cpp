@@ -44,16 +44,13 @@ Failure StoreFailure(const std::string& what, const MyException& failure) {
 platform::ComPtr<IImageInfoNW> FindStoredImage(const std::string& connection, const std::u16string& sopInstanceUid) {
   StudyGraph graph;
   try {
-    graph = OpenStoredStudies(connection);
+    graph = OpenStoredImage(connection, sopInstanceUid);
   } catch (const std::runtime_error& error) {
     throw Failure{"cannot read the database " + connection + ": " + error.what(), {}};
   }
-  for (const auto& series : graph.series)
-    for (const auto& image : SeriesImages(series.Get())) {
-      platform::BStr uid;
-      if (image->GetSopInstanceUid(uid.Out()) == S_OK && uid.View() == sopInstanceUid) return image;
-    }
-  return nullptr;
+  if (graph.series.empty()) return nullptr;
+  const std::vector<platform::ComPtr<IImageInfoNW>> images = SeriesImages(graph.series.front().Get());
+  return images.empty() ? nullptr : images.front();
 }
 
 }  // namespace ondrel::cli

@@ -50,4 +50,9 @@ StudyGraph BuildStudies(const std::vector<std::string>& paths);
 // platform::HResultException when an object can't be made.
 StudyGraph OpenStoredStudies(const std::string& connection);
 
+// The one image stored under `sopInstanceUid`, with its patient, study and series, read by the
+// tables' keys rather than with the whole database: a graph of one series of one image, or an empty
+// graph when the database holds no such image. Throws as OpenStoredStudies.
+StudyGraph OpenStoredImage(const std::string& connection, const std::u16string& sopInstanceUid);
+
 }  // namespace ondrel

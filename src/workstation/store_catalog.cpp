@@ -1,6 +1,7 @@
 #include "workstation/store_catalog.h"
 
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -204,14 +205,22 @@ ComPtr<Object> MakeObject(const CLSID& clsid) {
   return object;
 }
 
-// Reads a table's rows into new objects, by the key of each row, with the value of the reference up.
+// Reads a table's rows into new objects, by the key of each row, with the value of the reference up;
+// with `key`, only the row of that key.
 template <class Object>
 std::vector<std::pair<SqlValue, ComPtr<Object>>> ReadRows(Database& database, const Table& table, const CLSID& clsid,
-                                                          const std::string& order) {
+                                                          const std::string& order,
+                                                          const std::optional<std::string>& key) {
   std::string names;
   for (const auto& [name, type] : Columns<Object>(table)) names += (names.empty() ? "" : ", ") + Quoted(name);
+  std::string sql = "SELECT " + names + " FROM " + table.name;
+  SqlRow parameters;
+  if (key) {
+    sql += " WHERE " + Quoted(table.key) + " = $1";
+    parameters.emplace_back(*key);
+  }
   std::vector<std::pair<SqlValue, ComPtr<Object>>> objects;
-  for (const SqlRow& row : database.Run("SELECT " + names + " FROM " + table.name + " ORDER BY " + order)) {
+  for (const SqlRow& row : database.Run(sql + " ORDER BY " + order, parameters)) {
     ComPtr<Object> object = MakeObject<Object>(clsid);
     std::size_t column = 1;
     for (const auto& property : PropertiesOf<Object>()) {
@@ -221,6 +230,45 @@ std::vector<std::pair<SqlValue, ComPtr<Object>>> ReadRows(Database& database, co
     objects.emplace_back(row[0], object);
   }
   return objects;
+}
+
+// The keys of the rows to read at each level; none reads them all.
+struct Keys {
+  std::optional<std::string> patient;
+  std::optional<std::string> study;
+  std::optional<std::string> series;
+  std::optional<std::string> image;
+};
+
+StoredObjects ReadLinked(Database& database, const Keys& keys) {
+  StoredObjects stored;
+  std::map<std::string, IPatientInfoNW*> patients;
+  for (const auto& [key, patient] : ReadRows<IPatientInfoNW>(database, kPatients, CLSID_PatientInfoNW,
+                                                              "\"PatientName\", \"PatientKey\"", keys.patient)) {
+    stored.patients.push_back(patient);
+    patients[AsText(key)] = patient.Get();
+  }
+  std::map<std::string, ComPtr<IStudyInfoNW>> studies;
+  for (const auto& [patientKey, study] : ReadRows<IStudyInfoNW>(
+           database, kStudies, CLSID_StudyInfoNW, "\"StudyDateTime\", \"StudyInstanceUid\"", keys.study)) {
+    platform::ThrowIfFailed(patients.at(AsText(patientKey))->AddStudyToPatient(study.Get()));
+    BStr uid;
+    study->GetStudyInstanceUid(uid.Out());
+    studies[Utf8(uid.View())] = study;
+  }
+  std::map<std::string, std::size_t> seriesIndex;
+  for (const auto& [studyUid, series] : ReadRows<ISeriesInfoNW>(
+           database, kSeries, CLSID_SeriesInfoNW, "\"SeriesNumber\", \"SeriesInstanceUid\"", keys.series)) {
+    platform::ThrowIfFailed(studies.at(AsText(studyUid))->AddSeriesToStudy(series.Get()));
+    BStr uid;
+    series->GetSeriesInstanceUid(uid.Out());
+    seriesIndex[Utf8(uid.View())] = stored.series.size();
+    stored.series.emplace_back(series, std::vector<ComPtr<IImageInfoNW>>());
+  }
+  for (const auto& [seriesUid, image] : ReadRows<IImageInfoNW>(
+           database, kImages, CLSID_ImageInfoNW, "\"InstanceNumber\", \"SopInstanceUid\"", keys.image))
+    stored.series[seriesIndex.at(AsText(seriesUid))].second.push_back(image);
+  return stored;
 }
 
 // A text property's value, empty when it is not available.
@@ -261,35 +309,19 @@ void WriteImageRows(Database& database, IPatientInfoNW* patient, IStudyInfoNW* s
   WriteRow(database, kImages, image, Utf8(seriesUid.View()));
 }
 
-StoredObjects ReadStoredObjects(Database& database) {
-  StoredObjects stored;
-  std::map<std::string, IPatientInfoNW*> patients;
-  for (const auto& [key, patient] : ReadRows<IPatientInfoNW>(database, kPatients, CLSID_PatientInfoNW,
-                                                              "\"PatientName\", \"PatientKey\"")) {
-    stored.patients.push_back(patient);
-    patients[AsText(key)] = patient.Get();
-  }
-  std::map<std::string, ComPtr<IStudyInfoNW>> studies;
-  for (const auto& [patientKey, study] : ReadRows<IStudyInfoNW>(database, kStudies, CLSID_StudyInfoNW,
-                                                                 "\"StudyDateTime\", \"StudyInstanceUid\"")) {
-    platform::ThrowIfFailed(patients.at(AsText(patientKey))->AddStudyToPatient(study.Get()));
-    BStr uid;
-    study->GetStudyInstanceUid(uid.Out());
-    studies[Utf8(uid.View())] = study;
-  }
-  std::map<std::string, std::size_t> seriesIndex;
-  for (const auto& [studyUid, series] : ReadRows<ISeriesInfoNW>(database, kSeries, CLSID_SeriesInfoNW,
-                                                                 "\"SeriesNumber\", \"SeriesInstanceUid\"")) {
-    platform::ThrowIfFailed(studies.at(AsText(studyUid))->AddSeriesToStudy(series.Get()));
-    BStr uid;
-    series->GetSeriesInstanceUid(uid.Out());
-    seriesIndex[Utf8(uid.View())] = stored.series.size();
-    stored.series.emplace_back(series, std::vector<ComPtr<IImageInfoNW>>());
-  }
-  for (const auto& [seriesUid, image] : ReadRows<IImageInfoNW>(database, kImages, CLSID_ImageInfoNW,
-                                                                "\"InstanceNumber\", \"SopInstanceUid\""))
-    stored.series[seriesIndex.at(AsText(seriesUid))].second.push_back(image);
-  return stored;
+StoredObjects ReadStoredObjects(Database& database) { return ReadLinked(database, {}); }
+
+StoredObjects ReadStoredImage(Database& database, std::u16string_view sopInstanceUid) {
+  // The keys of the rows above the image, in one lookup by the tables' primary keys.
+  const std::vector<SqlRow> found = database.Run(
+      "SELECT images.\"SopInstanceUid\", series.\"SeriesInstanceUid\", studies.\"StudyInstanceUid\", "
+      "studies.\"PatientKey\" FROM images JOIN series ON series.\"SeriesInstanceUid\" = images.\"SeriesInstanceUid\" "
+      "JOIN studies ON studies.\"StudyInstanceUid\" = series.\"StudyInstanceUid\" "
+      "WHERE images.\"SopInstanceUid\" = $1",
+      {Utf8(sopInstanceUid)});
+  if (found.empty()) return {};
+  const SqlRow& row = found.front();
+  return ReadLinked(database, {AsText(row[3]), AsText(row[2]), AsText(row[1]), AsText(row[0])});
 }
 
 }  // namespace ondrel::workstation

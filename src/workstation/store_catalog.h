@@ -5,6 +5,7 @@
 // session, not to what is stored, and have no column.
 #pragma once
 
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -35,5 +36,10 @@ struct StoredObjects {
   std::vector<std::pair<platform::ComPtr<ISeriesInfoNW>, std::vector<platform::ComPtr<IImageInfoNW>>>> series;
 };
 StoredObjects ReadStoredObjects(Database& database);
+
+// The image stored under `sopInstanceUid` as ReadStoredObjects gives it, with only the patient,
+// study and series above it: one series holding the one image, or nothing when the database holds
+// no such image. Throws as ReadStoredObjects.
+StoredObjects ReadStoredImage(Database& database, std::u16string_view sopInstanceUid);
 
 }  // namespace ondrel::workstation

@@ -227,10 +227,10 @@ StudyGraph BuildStudies(const std::vector<std::string>& paths) {
   return graph;
 }
 
-StudyGraph OpenStoredStudies(const std::string& connection) {
-  const std::unique_ptr<workstation::Database> database = workstation::OpenDatabase(connection);
-  workstation::EnsureSchema(*database);
-  workstation::StoredObjects stored = workstation::ReadStoredObjects(*database);
+namespace {
+
+// The stored objects as a study graph: each image with NeedsDicomData true, each series ordered.
+StudyGraph GraphOf(workstation::StoredObjects stored) {
   StudyGraph graph;
   graph.patients = std::move(stored.patients);
   for (auto& [series, images] : stored.series) {
@@ -248,6 +248,22 @@ StudyGraph OpenStoredStudies(const std::string& connection) {
     graph.series.push_back(series);
   }
   return graph;
+}
+
+std::unique_ptr<workstation::Database> OpenWithSchema(const std::string& connection) {
+  std::unique_ptr<workstation::Database> database = workstation::OpenDatabase(connection);
+  workstation::EnsureSchema(*database);
+  return database;
+}
+
+}  // namespace
+
+StudyGraph OpenStoredStudies(const std::string& connection) {
+  return GraphOf(workstation::ReadStoredObjects(*OpenWithSchema(connection)));
+}
+
+StudyGraph OpenStoredImage(const std::string& connection, const std::u16string& sopInstanceUid) {
+  return GraphOf(workstation::ReadStoredImage(*OpenWithSchema(connection), sopInstanceUid));
 }
 
 }  // namespace ondrel

@@ -173,6 +173,44 @@ TEST_P(Storage, HostileUidsCanNeverLeadOutOfTheRoot) {
   EXPECT_NE(ErrorDescription().find("The study has no Study Instance UID."), std::string::npos);
 }
 
+// One image read back by its UID brings its own series, study and patient and nothing of the others.
+TEST_P(Storage, OneStoredImageIsReadBackWithItsParentsAlone) {
+  const ComPtr<IStore> store = MakeStore();
+  const struct {
+    const char16_t* patient;
+    std::u16string study, series, sop;
+  } images[] = {{u"P1", u"1.2.1", u"1.2.1.1", u"1.2.1.1.1"},
+                {u"P1", u"1.2.1", u"1.2.1.1", u"1.2.1.1.2"},
+                {u"P1", u"1.2.1", u"1.2.1.2", u"1.2.1.2.1"},
+                {u"P2", u"1.2.2", u"1.2.2.1", u"1.2.2.1.1"}};
+  for (const auto& image : images) {
+    const Graph graph;
+    graph.patient->SetPatientId(BStr(image.patient).Get());
+    SetUids(graph, image.study, image.series, image.sop);
+    graph.image->SetIsStoredFile(VARIANT_TRUE);
+    ASSERT_EQ(Store(store.Get(), graph, root_.string()), S_OK) << ErrorDescription();
+  }
+
+  const ondrel::StudyGraph found = ondrel::OpenStoredImage(connection_, u"1.2.1.1.2");
+  ASSERT_EQ(found.patients.size(), 1U);
+  EXPECT_EQ(ReadText(found.patients[0].Get(), &IPatientInfoNW::GetPatientId), u"P1");
+  ASSERT_EQ(found.series.size(), 1U);
+  EXPECT_EQ(ReadText(found.series[0].Get(), &ISeriesInfoNW::GetSeriesInstanceUid), u"1.2.1.1");
+  ComPtr<IStudyInfoNW> study;
+  ASSERT_EQ(found.series[0]->GetStudy(study.GetAddressOf()), S_OK);
+  EXPECT_EQ(ReadText(study.Get(), &IStudyInfoNW::GetStudyInstanceUid), u"1.2.1");
+  const auto stored = ImagesOf(found.series[0].Get());
+  ASSERT_EQ(stored.size(), 1U);
+  EXPECT_EQ(ReadText(stored[0].Get(), &IImageInfoNW::GetSopInstanceUid), u"1.2.1.1.2");
+  const std::u16string file = ReadText(stored[0].Get(), &IImageInfoNW::GetFileName);
+  EXPECT_EQ(fs::path(std::string(file.begin(), file.end())).filename(), "1.2.1.1.2.dcm");
+
+  const ondrel::StudyGraph missing = ondrel::OpenStoredImage(connection_, u"1.2.9");
+  EXPECT_TRUE(missing.patients.empty());
+  EXPECT_TRUE(missing.series.empty());
+  EXPECT_EQ(ondrel::OpenStoredStudies(connection_).series.size(), 3U);
+}
+
 std::unique_ptr<DicomData> DataSet(bool withSopInstanceUid = true) {
   auto made = std::make_unique<DicomData>(true);
   DicomData& data = *made;
