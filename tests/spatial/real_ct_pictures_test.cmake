@@ -1,12 +1,9 @@
 # The reformats of a real CT stack against the pictures kept in tests/data/spatial (see its README).
-# Invoked by CTest: cmake -DONDREL=<ondrel> -DREPOSITORY=<source root> -DWORK=<folder> -P this file
+# Invoked by CTest: cmake -DONDREL=<ondrel> -DREPOSITORY=<source root> -DSTACK=<the stack of
+# scripts/make_real_ct_stack.py> -DWORK=<folder> -P this file
 file(REMOVE_RECURSE ${WORK})
-execute_process(COMMAND /usr/bin/python3 ${REPOSITORY}/scripts/make_real_ct_stack.py --out ${WORK}/stack
-                RESULT_VARIABLE code ERROR_VARIABLE err)
-if(NOT code EQUAL 0)
-  message(FATAL_ERROR "make_real_ct_stack.py failed: ${err}")
-endif()
-execute_process(COMMAND ${ONDREL} mpr ${WORK}/stack -o ${WORK}/realct --mip
+file(MAKE_DIRECTORY ${WORK})
+execute_process(COMMAND ${ONDREL} mpr ${STACK} -o ${WORK}/realct --mip
                 RESULT_VARIABLE code OUTPUT_VARIABLE out ERROR_VARIABLE err)
 if(NOT code EQUAL 0)
   message(FATAL_ERROR "ondrel mpr failed (${code}): ${out}${err}")
