@@ -66,11 +66,14 @@ platform::ComPtr<IImageInfoNW> NewSecondaryCaptureImage(const std::string& fileN
   const auto study = MakeObject<IStudyInfoNW>(CLSID_StudyInfoNW);
   const auto series = MakeObject<ISeriesInfoNW>(CLSID_SeriesInfoNW);
   auto image = MakeObject<IImageInfoNW>(CLSID_ImageInfoNW);
-  // UIDs made in one millisecond (the core makes the SOP Instance UID) are told apart by a count.
+  // UIDs made in one millisecond are told apart by a count. The image gets its SOP Instance UID here
+  // too: two that the core made for images written in one millisecond would be the same, and the
+  // second image would take the first one's row and file in the storage.
   static int made = 0;
   const std::u16string uid = ToWide(GenerateUid() + "." + std::to_string(++made));
   platform::ThrowIfFailed(study->SetStudyInstanceUid(platform::BStr(uid + u".1").Get()));
   platform::ThrowIfFailed(series->SetSeriesInstanceUid(platform::BStr(uid + u".2").Get()));
+  platform::ThrowIfFailed(image->SetSopInstanceUid(platform::BStr(uid + u".3").Get()));
   platform::ThrowIfFailed(series->SetModality(platform::BStr(u"OT").Get()));
   platform::ThrowIfFailed(image->SetSopClassUid(platform::BStr(u"1.2.840.10008.5.1.4.1.1.7").Get()));
   if (!fileName.empty()) platform::ThrowIfFailed(image->SetFileName(platform::BStr(ToWide(fileName)).Get()));

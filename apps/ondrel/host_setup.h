@@ -68,9 +68,10 @@ platform::ComPtr<T> MakeObject(const CLSID& clsid) {
 }
 
 // As a workstation makes the object that a consult image or an imported picture is written to: a
-// Secondary Capture image of a new OT series, study and patient, whose FileName is `fileName` (where
-// the core writes the DICOM file), or unset for an empty name (the core then stores the image in the
-// workstation's storage). Throws HResultException when an object can't be made or set.
+// Secondary Capture image with UIDs of its own, of a new OT series, study and patient, whose FileName
+// is `fileName` (where the core writes the DICOM file), or unset for an empty name (the core then
+// stores the image in the workstation's storage). Throws HResultException when an object can't be
+// made or set.
 platform::ComPtr<IImageInfoNW> NewSecondaryCaptureImage(const std::string& fileName);
 
 // "0x" and the eight hexadecimal digits of a result code.
