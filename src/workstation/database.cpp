@@ -74,6 +74,17 @@ void Database::Transaction(const std::function<void(Database&)>& work) {
   }
 }
 
+void Database::Snapshot(const std::function<void(Database&)>& work) {
+  BeginSnapshot();
+  try {
+    work(*this);
+  } catch (...) {
+    Rollback();
+    throw;
+  }
+  Commit();
+}
+
 bool IsPostgresConnection(std::string_view connection) {
   return connection.starts_with("postgresql://") || connection.starts_with("postgres://");
 }

@@ -46,6 +46,10 @@ class Database {
   // runs it again from the start when it fails with a failure to retry, a few times, pausing
   // between tries. Any other failure rolls the transaction back and is thrown.
   void Transaction(const std::function<void(Database&)>& work);
+  // Runs `work`, which only reads, in one transaction that sees the database as it stood when its
+  // first statement ran, whatever others commit meanwhile, and takes no write lock. A failure ends the
+  // transaction and is thrown.
+  void Snapshot(const std::function<void(Database&)>& work);
   // Whether a statement that failed left the connection unusable (a server gone away).
   virtual bool Broken() const { return false; }
   // Inside a transaction: the lock that serialises the creation of the schema among the database's
@@ -55,6 +59,7 @@ class Database {
  protected:
   virtual std::vector<SqlRow> Execute(const std::string& sql, const SqlRow& parameters) = 0;
   virtual void Begin() = 0;
+  virtual void BeginSnapshot() = 0;
   virtual void Commit() = 0;
   virtual void Rollback() noexcept = 0;
 };

@@ -78,6 +78,7 @@ class PostgresDatabase final : public Database {
 
  protected:
   void Begin() override { Run("BEGIN"); }
+  void BeginSnapshot() override { Run("BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY"); }
   void Commit() override { Run("COMMIT"); }
   void Rollback() noexcept override {
     if (PQtransactionStatus(connection_) != PQTRANS_IDLE) PQclear(PQexec(connection_, "ROLLBACK"));

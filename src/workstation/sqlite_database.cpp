@@ -69,6 +69,8 @@ class SqliteDatabase final : public Database {
  protected:
   // IMMEDIATE takes the write lock at once: two writers never both read and then both wait to write.
   void Begin() override { Run("BEGIN IMMEDIATE"); }
+  // A deferred transaction reads from one snapshot of the write-ahead log, from its first read on.
+  void BeginSnapshot() override { Run("BEGIN DEFERRED"); }
   void Commit() override { Run("COMMIT"); }
   void Rollback() noexcept override {
     if (sqlite3_get_autocommit(db_) == 0) sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);

@@ -309,19 +309,28 @@ void WriteImageRows(Database& database, IPatientInfoNW* patient, IStudyInfoNW* s
   WriteRow(database, kImages, image, Utf8(seriesUid.View()));
 }
 
-StoredObjects ReadStoredObjects(Database& database) { return ReadLinked(database, {}); }
+StoredObjects ReadStoredObjects(Database& database) {
+  StoredObjects stored;
+  database.Snapshot([&](Database& db) { stored = ReadLinked(db, {}); });
+  return stored;
+}
 
 StoredObjects ReadStoredImage(Database& database, std::u16string_view sopInstanceUid) {
-  // The keys of the rows above the image, in one lookup by the tables' primary keys.
-  const std::vector<SqlRow> found = database.Run(
-      "SELECT images.\"SopInstanceUid\", series.\"SeriesInstanceUid\", studies.\"StudyInstanceUid\", "
-      "studies.\"PatientKey\" FROM images JOIN series ON series.\"SeriesInstanceUid\" = images.\"SeriesInstanceUid\" "
-      "JOIN studies ON studies.\"StudyInstanceUid\" = series.\"StudyInstanceUid\" "
-      "WHERE images.\"SopInstanceUid\" = $1",
-      {Utf8(sopInstanceUid)});
-  if (found.empty()) return {};
-  const SqlRow& row = found.front();
-  return ReadLinked(database, {AsText(row[3]), AsText(row[2]), AsText(row[1]), AsText(row[0])});
+  StoredObjects stored;
+  database.Snapshot([&](Database& db) {
+    // The keys of the rows above the image, in one lookup by the tables' primary keys.
+    const std::vector<SqlRow> found = db.Run(
+        "SELECT images.\"SopInstanceUid\", series.\"SeriesInstanceUid\", studies.\"StudyInstanceUid\", "
+        "studies.\"PatientKey\" FROM images "
+        "JOIN series ON series.\"SeriesInstanceUid\" = images.\"SeriesInstanceUid\" "
+        "JOIN studies ON studies.\"StudyInstanceUid\" = series.\"StudyInstanceUid\" "
+        "WHERE images.\"SopInstanceUid\" = $1",
+        {Utf8(sopInstanceUid)});
+    if (found.empty()) return;
+    const SqlRow& row = found.front();
+    stored = ReadLinked(db, {AsText(row[3]), AsText(row[2]), AsText(row[1]), AsText(row[0])});
+  });
+  return stored;
 }
 
 }  // namespace ondrel::workstation

@@ -30,7 +30,9 @@ void WriteImageRows(Database& database, IPatientInfoNW* patient, IStudyInfoNW* s
 
 // Everything stored, as objects: each patient linked to its studies and each study to its series, in
 // the order of name, date and number; the images of each series not yet added to it, for the caller to
-// order. Throws SqlError, and the failures of making objects as HResultException.
+// order. Read in one snapshot, so that what others store meanwhile is either all there or not at all.
+// Must not be called inside a transaction. Throws SqlError, and the failures of making objects as
+// HResultException.
 struct StoredObjects {
   std::vector<platform::ComPtr<IPatientInfoNW>> patients;
   std::vector<std::pair<platform::ComPtr<ISeriesInfoNW>, std::vector<platform::ComPtr<IImageInfoNW>>>> series;

@@ -19,6 +19,7 @@
 #include "ondrel/workstation_config.h"
 #include "storage/dicom_to_sql.h"
 #include "storage/disk_storage.h"
+#include "workstation/database.h"
 #include "workstation/graph_support.h"
 
 namespace {
@@ -209,6 +210,29 @@ TEST_P(Storage, OneStoredImageIsReadBackWithItsParentsAlone) {
   EXPECT_TRUE(missing.patients.empty());
   EXPECT_TRUE(missing.series.empty());
   EXPECT_EQ(ondrel::OpenStoredStudies(connection_).series.size(), 3U);
+}
+
+// A reading snapshot sees the database as it stood at its first read while another connection
+// stores an image, and the store neither waits for it nor fails.
+TEST_P(Storage, ASnapshotReadsOneStateWhileAnotherConnectionStores) {
+  const ComPtr<IStore> store = MakeStore();
+  const auto storeImage = [&](const char16_t* sop) {
+    const Graph graph;
+    SetUids(graph, u"1.2.1", u"1.2.1.1", sop);
+    graph.image->SetIsStoredFile(VARIANT_TRUE);
+    return Store(store.Get(), graph, root_.string());
+  };
+  ASSERT_EQ(storeImage(u"1.2.1.1.1"), S_OK) << ErrorDescription();
+  const std::unique_ptr<ondrel::workstation::Database> reader = ondrel::workstation::OpenDatabase(connection_);
+  const auto count = [](ondrel::workstation::Database& db) {
+    return ondrel::workstation::AsInteger(db.Run("SELECT count(*) FROM images").front().front());
+  };
+  reader->Snapshot([&](ondrel::workstation::Database& db) {
+    EXPECT_EQ(count(db), 1);
+    EXPECT_EQ(storeImage(u"1.2.1.1.2"), S_OK) << ErrorDescription();
+    EXPECT_EQ(count(db), 1);
+  });
+  EXPECT_EQ(count(*reader), 2);
 }
 
 std::unique_ptr<DicomData> DataSet(bool withSopInstanceUid = true) {
